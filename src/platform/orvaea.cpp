@@ -1,0 +1,61 @@
+#include "platform/orvaea.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <system_error>
+
+namespace {
+
+constexpr char kFolderName[] = "@eaDir";
+
+struct StreamPlace {
+  std::string parent;  // D/@eaDir
+  std::string folder;  // D/@eaDir/F
+};
+
+std::optional<StreamPlace> PlaceOf(const char* path) {
+  std::string file = path == nullptr ? "" : path;
+  while (file.size() > 1 && file.ends_with('/')) file.pop_back();
+  const std::size_t slash = file.rfind('/');
+  const std::string name = slash == std::string::npos ? file : file.substr(slash + 1);
+  if (name.empty() || name == "." || name == "..") return std::nullopt;
+  StreamPlace place;
+  place.parent = (slash == std::string::npos ? "" : file.substr(0, slash + 1)) + kFolderName;
+  place.folder = place.parent + "/" + name;
+  return place;
+}
+
+bool IsPlainName(const char* stream) {
+  const std::string name = stream == nullptr ? "" : stream;
+  return !name.empty() && name != "." && name != ".." && name.find('/') == std::string::npos;
+}
+
+}  // namespace
+
+int ORVAEAOpen(const char* path, const char* stream, int flags) noexcept {
+  const std::optional<StreamPlace> place = PlaceOf(path);
+  if (!place || !IsPlainName(stream)) {
+    errno = EINVAL;
+    return -1;
+  }
+  if ((flags & O_CREAT) != 0) {
+    (void)mkdir(place->parent.c_str(), 0755);  // what is missing shows when the stream is opened
+    (void)mkdir(place->folder.c_str(), 0755);
+  }
+  return open((place->folder + "/" + stream).c_str(), flags | O_CLOEXEC | O_NOFOLLOW, 0644);
+}
+
+int ORVAEARemove(const char* path) noexcept {
+  const std::optional<StreamPlace> place = PlaceOf(path);
+  if (!place) return -1;
+  std::error_code error;
+  std::filesystem::remove_all(place->folder, error);
+  (void)rmdir(place->parent.c_str());  // stays while other files have streams
+  return error ? -1 : 0;
+}
