@@ -2,6 +2,12 @@
 #pragma once
 
 // IWYU pragma: begin_exports
+#include "foundation/byteorder.h"
+#include "foundation/delaytimer.h"
+#include "foundation/list.h"
+#include "foundation/utils.h"
+#include "foundation/wpdb.h"
+#include "foundation/wplog.h"
 #include "platform/olibfile.h"
 #include "platform/olibszhash.h"
 #include "platform/orvadb.h"
