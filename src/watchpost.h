@@ -2,6 +2,11 @@
 #pragma once
 
 // IWYU pragma: begin_exports
+#include "camera/camera.h"
+#include "camera/camerapreset.h"
+#include "camera/motiondetection.h"
+#include "camera/notification.h"
+#include "camera/schedule.h"
 #include "foundation/byteorder.h"
 #include "foundation/delaytimer.h"
 #include "foundation/list.h"

@@ -1,0 +1,90 @@
+#include "camera/motiondetection.h"
+
+#include <utility>
+
+#include "camera/textlimits_internal.h"
+#include "foundation/dbrow_internal.h"
+#include "foundation/statement_internal.h"
+#include "foundation/utils.h"
+
+using watchpost::DBRow;
+
+MotionRegion::MotionRegion(int left, int top, int right, int bottom, std::string name) noexcept {
+  Set(left, top, right, bottom, std::move(name));
+}
+
+void MotionRegion::Set(int left, int top, int right, int bottom, std::string name) noexcept {
+  left_ = left;
+  top_ = top;
+  right_ = right;
+  bottom_ = bottom;
+  name_ = std::move(name);
+}
+
+void MotionRegion::Validate() noexcept {
+  watchpost::CutText(name_, watchpost::kLongestName);
+}
+
+MotionDetection::MotionDetection(int /*camera_id*/) noexcept {}
+
+int MotionDetection::AddRegion(MotionRegion region) noexcept {
+  regions_.push_back(std::move(region));
+  return 0;
+}
+
+MotionRegion& MotionDetection::GetRegion(int index) noexcept {
+  return regions_.at(static_cast<std::size_t>(index));
+}
+
+int MotionDetection::DeleteRegion(int index) noexcept {
+  if (index < 0 || index >= RegionCount()) return -1;
+  regions_.erase(regions_.begin() + index);
+  return 0;
+}
+
+int MotionDetection::ClearAll() noexcept {
+  regions_.clear();
+  return 0;
+}
+
+int MotionDetection::Reload(int camera_id) noexcept {
+  if (camera_id < 0) return -1;
+  const watchpost::ResultPtr result = watchpost::Query(
+      std::string("SELECT * FROM ") + gszTableMotion + " WHERE camera_id = " + itos(camera_id));
+  if (result == nullptr) return 0;
+  regions_.clear();
+  watchpost::RowCursor rows(result.get());
+  while (rows.Next()) {
+    const DBRow row = rows.Row();
+    regions_.emplace_back(
+        row.Int("m_left"), row.Int("top"), row.Int("m_right"), row.Int("bottom"), row.Text("name"));
+  }
+  return 0;
+}
+
+int MotionDetection::Save(int camera_id) noexcept {
+  if (Delete(camera_id) != 0) return -1;
+  for (MotionRegion& region : regions_) {
+    region.Validate();
+    const std::string sql = watchpost::FormatStatement(
+        "INSERT INTO motion (camera_id, name, top, bottom, m_left, m_right) VALUES (%d, '%s', %d, "
+        "%d, %d, %d)",
+        camera_id,
+        WPDBEscapeString(region.Name()).c_str(),
+        region.Top(),
+        region.Bottom(),
+        region.Left(),
+        region.Right());
+    if (watchpost::ExecuteStatement(sql) != 0) return -1;
+  }
+  return 0;
+}
+
+int MotionDetection::Delete(int camera_id) noexcept {
+  return WPDBExecute(std::string("DELETE FROM ") + gszTableMotion +
+                     " WHERE camera_id = " + itos(camera_id));
+}
+
+void MotionDetection::Dump() const noexcept {
+  for (const MotionRegion& region : regions_) region.Dump();
+}
