@@ -13,6 +13,8 @@
 #include "foundation/utils.h"
 #include "foundation/wpdb.h"
 #include "foundation/wplog.h"
+#include "media/aviformat.h"
+#include "media/mje.h"
 #include "net/interrupt.h"
 #include "net/multipartfetch.h"
 #include "net/wphttpclient.h"

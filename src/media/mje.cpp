@@ -1,0 +1,272 @@
+#include "media/mje.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/uio.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <new>
+
+#include "foundation/byteorder.h"
+#include "foundation/list.h"
+#include "media/aviheader_internal.h"
+#include "platform/unique_fd.h"
+
+namespace avi = watchpost::avi;
+using watchpost::StoreLe32;
+
+namespace {
+
+struct IndexEntry {
+  std::uint32_t size;    // padded size of the chunk's data
+  std::uint32_t offset;  // of the chunk, from the "movi" code
+};
+
+struct IndexDeleter {
+  void operator()(list_node* first) const noexcept { list_rerased(first); }
+};
+
+}  // namespace
+
+struct MJE_STATE {
+  std::array<char, 4096> path{};
+  std::uint16_t width = 0;
+  std::uint16_t height = 0;
+  std::uint16_t fps = 0;
+  std::uint32_t frame_count = 0;
+  std::unique_ptr<list_node, IndexDeleter>
+      index;                        // one node a frame; one without data before the first
+  list_node* index_back = nullptr;  // its last node, so that appending costs no walk
+  const IndexEntry* last_entry = nullptr;
+  std::uint64_t data_bytes = 0;  // padded sizes of all frames
+  std::uint64_t riff_size = 0;
+  watchpost::UniqueFd fd;
+  avi::Header header;
+};
+
+namespace {
+
+std::uint32_t IndexSize(const MJE_STATE& state) {
+  return static_cast<std::uint32_t>(avi::kIndexEntrySize * state.frame_count);
+}
+
+std::uint32_t MoviSize(const MJE_STATE& state) {
+  return static_cast<std::uint32_t>(avi::kChunkHeaderSize * state.frame_count + state.data_bytes +
+                                    4);
+}
+
+// Where the next chunk begins.
+off_t FileEnd(const MJE_STATE& state) {
+  return static_cast<off_t>(avi::kFramesAt + avi::kChunkHeaderSize * state.frame_count +
+                            state.data_bytes);
+}
+
+// Writes all of it; false as soon as a write fails.
+bool WriteAll(int fd, const unsigned char* buffer, std::size_t length) {
+  while (length > 0) {
+    const ssize_t n = write(fd, buffer, length);
+    if (n < 0) return false;
+    buffer += n;
+    length -= static_cast<std::size_t>(n);
+  }
+  return true;
+}
+
+// The same for gathered pieces, in one system call unless the kernel takes less.
+template <std::size_t N>
+bool WriteAll(int fd, std::array<iovec, N> pieces) {
+  std::size_t first = 0;
+  while (first < N) {
+    const ssize_t n = writev(fd, pieces.data() + first, static_cast<int>(N - first));
+    if (n < 0) return false;
+    auto written = static_cast<std::size_t>(n);
+    while (first < N && written >= pieces[first].iov_len) written -= pieces[first++].iov_len;
+    if (first == N) break;
+    pieces[first].iov_base = static_cast<unsigned char*>(pieces[first].iov_base) + written;
+    pieces[first].iov_len -= written;
+  }
+  return true;
+}
+
+bool WriteAviHeader(const MJE_STATE& state) {
+  std::array<unsigned char, avi::kFramesAt> start{};
+  std::memcpy(start.data(), "RIFF", 4);
+  StoreLe32(start.data() + avi::kRiffSizeAt, static_cast<std::uint32_t>(state.riff_size));
+  std::memcpy(start.data() + 8, "AVI ", 4);
+  std::memcpy(start.data() + avi::kHeaderAt, state.header.Bytes().data(), avi::kHeaderSize);
+  std::memcpy(start.data() + avi::kMoviListAt, "LIST", 4);
+  StoreLe32(start.data() + avi::kMoviSizeAt, MoviSize(state));
+  std::memcpy(start.data() + avi::kMoviCodeAt, "movi", 4);
+  return WriteAll(state.fd.Get(), start.data(), start.size());
+}
+
+// Without a frame the index chunk is empty, and yet the first 8 bytes of an entry follow: readers
+// of these files rely on nothing behind the chunk, and files have always ended so.
+bool WriteTailToFile(const MJE_STATE& state) {
+  constexpr std::size_t kEntriesAtOnce = 4096;
+  constexpr std::size_t kEntryStart = 8;
+  std::array<unsigned char, avi::kIndexEntrySize * kEntriesAtOnce> block;
+  std::memcpy(block.data(), avi::kIndexCode, 4);
+  StoreLe32(block.data() + 4, IndexSize(state));
+  std::size_t held = avi::kChunkHeaderSize;
+  for (const list_node* node = state.index.get(); node != nullptr; node = node->next) {
+    if (held + avi::kIndexEntrySize > block.size()) {
+      if (!WriteAll(state.fd.Get(), block.data(), held)) return false;
+      held = 0;
+    }
+    unsigned char* to = block.data() + held;
+    std::memcpy(to, avi::kFrameCode, 4);
+    StoreLe32(to + 4, avi::kIndexFlags);
+    held += kEntryStart;
+    const auto* entry = static_cast<const IndexEntry*>(node->data);
+    if (entry == nullptr) continue;
+    StoreLe32(to + 8, entry->offset);
+    StoreLe32(to + 12, entry->size);
+    held += avi::kIndexEntrySize - kEntryStart;
+  }
+  return WriteAll(state.fd.Get(), block.data(), held);
+}
+
+int OpenFile(MJE_STATE& state) {
+  const int fd = open(state.path.data(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+  if (fd < 0) return MJE_ERR_OPEN;
+  state.fd.Reset(fd);
+  // The file is truncated before the lock is tried: whoever holds it has lost its frames by now.
+  if (flock(fd, LOCK_EX | LOCK_NB) != 0) return MJE_ERR_OPEN;
+  if (!WriteAviHeader(state)) return MJE_ERR_WRITE;
+  state.index.reset(list_push_back(nullptr, nullptr));
+  state.index_back = state.index.get();
+  return state.index == nullptr ? MJE_ERR_MEMORY : MJE_OK;
+}
+
+// Adds an entry for the next frame to the index; null when memory runs out.
+IndexEntry* AllocJpegDataToList(MJE_STATE& state) {
+  auto* entry = static_cast<IndexEntry*>(std::calloc(1, sizeof(IndexEntry)));
+  if (entry == nullptr) return nullptr;
+  if (state.index->data == nullptr) {
+    state.index->data = entry;
+    return entry;
+  }
+  list_node* added = list_push_back(state.index_back, entry);
+  if (added == nullptr) {
+    std::free(entry);
+    return nullptr;
+  }
+  state.index_back = added;
+  return entry;
+}
+
+// Takes the last entry back. The first node always stays.
+void RemoveLastEntry(MJE_STATE& state) {
+  if (state.index_back == state.index.get()) {
+    std::free(state.index->data);
+    state.index->data = nullptr;
+    return;
+  }
+  list_node* before = state.index_back->prev;
+  (void)list_popd_back(state.index_back);  // nothing follows the last node
+  state.index_back = before;
+}
+
+bool WriteChunk(const MJE_STATE& state,
+                const unsigned char* data,
+                unsigned int size,
+                std::uint32_t padding) {
+  unsigned char head[avi::kChunkHeaderSize];
+  std::memcpy(head, avi::kFrameCode, 4);
+  StoreLe32(head + 4, size + padding);
+  unsigned char zeros[avi::kFrameAlignment] = {};
+  return WriteAll(state.fd.Get(),
+                  std::array{iovec{head, sizeof head},
+                             iovec{const_cast<unsigned char*>(data), size},
+                             iovec{zeros, padding}});
+}
+
+}  // namespace
+
+int MJE_CreateCompress(MJE_HANDLE* handle,
+                       const char* path,
+                       std::uint16_t width,
+                       std::uint16_t height,
+                       std::uint16_t fps) noexcept {
+  if (handle == nullptr) return MJE_ERR_PARAM;
+  *handle = nullptr;
+  if (path == nullptr || width == 0 || height == 0 || fps == 0) return MJE_ERR_PARAM;
+  std::unique_ptr<MJE_STATE> state(new (std::nothrow) MJE_STATE);
+  if (state == nullptr) return MJE_ERR_MEMORY;
+  (void)std::snprintf(state->path.data(), state->path.size(), "%s", path);
+  state->width = width;
+  state->height = height;
+  state->fps = fps;
+  const int status = OpenFile(*state);
+  if (status == MJE_OK) *handle = state.release();
+  return status;
+}
+
+int MJE_WriteFrame(MJE_HANDLE* handle, const unsigned char* data, unsigned int size) noexcept {
+  if (handle == nullptr || *handle == nullptr || data == nullptr || size == 0) return MJE_ERR_PARAM;
+  MJE_STATE& state = **handle;
+  const std::uint32_t padding =
+      (avi::kFrameAlignment - size % avi::kFrameAlignment) % avi::kFrameAlignment;
+  const std::uint64_t padded = std::uint64_t{size} + padding;
+  constexpr std::uint64_t kIndexAndHead = avi::kChunkHeaderSize + avi::kIndexEntrySize;
+  if (state.data_bytes + padded + kIndexAndHead * state.frame_count + 242 > avi::kLargestFile) {
+    return MJE_ERR_FULL;
+  }
+  IndexEntry* entry = AllocJpegDataToList(state);
+  if (entry == nullptr) return MJE_ERR_MEMORY;
+  entry->size = static_cast<std::uint32_t>(padded);
+  entry->offset = avi::kFirstFrameOffset;
+  if (state.last_entry != nullptr) {
+    entry->offset = static_cast<std::uint32_t>(state.last_entry->offset + state.last_entry->size +
+                                               avi::kChunkHeaderSize);
+  }
+  if (!WriteChunk(state, data, size, padding)) {
+    const off_t end = FileEnd(state);
+    // A file that cannot be cut keeps half a chunk behind its last frame, which finishing writes
+    // over.
+    (void)lseek(state.fd.Get(), end, SEEK_SET);
+    (void)ftruncate(state.fd.Get(), end);
+    RemoveLastEntry(state);
+    return MJE_ERR_WRITE;
+  }
+  state.last_entry = entry;
+  state.data_bytes += padded;
+  ++state.frame_count;
+  return MJE_OK;
+}
+
+int MJE_SetAttribute(MJE_HANDLE* handle,
+                     std::uint16_t width,
+                     std::uint16_t height,
+                     std::uint16_t fps) noexcept {
+  if (handle == nullptr || *handle == nullptr) return MJE_ERR_PARAM;
+  if (width == 0 || height == 0 || fps == 0) return MJE_ERR_PARAM;
+  (*handle)->width = width;
+  (*handle)->height = height;
+  (*handle)->fps = fps;
+  return MJE_OK;
+}
+
+int MJE_FinishCompress(MJE_HANDLE* handle) noexcept {
+  if (handle == nullptr) return MJE_ERR_PARAM;
+  const std::unique_ptr<MJE_STATE> state(*handle);
+  *handle = nullptr;
+  if (state == nullptr) return MJE_OK;
+  state->riff_size = (avi::kChunkHeaderSize + avi::kIndexEntrySize) * state->frame_count +
+                     state->data_bytes + avi::kFramesAt;
+  bool written = WriteTailToFile(*state);
+  state->header.Update({.frames = state->frame_count,
+                        .width = state->width,
+                        .height = state->height,
+                        .micros_per_frame = avi::kTimeBase / state->fps,
+                        .data_bytes = state->data_bytes});
+  written = lseek(state->fd.Get(), 0, SEEK_SET) == 0 && WriteAviHeader(*state) && written;
+  return written ? MJE_OK : MJE_ERR_WRITE;  // closing the file gives the lock back
+}
