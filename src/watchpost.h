@@ -7,6 +7,8 @@
 #include "camera/motiondetection.h"
 #include "camera/notification.h"
 #include "camera/schedule.h"
+#include "event/event.h"
+#include "event/eventutils.h"
 #include "foundation/byteorder.h"
 #include "foundation/delaytimer.h"
 #include "foundation/list.h"
@@ -15,6 +17,7 @@
 #include "foundation/wplog.h"
 #include "media/aviformat.h"
 #include "media/mje.h"
+#include "motion/mdlog.h"
 #include "net/interrupt.h"
 #include "net/multipartfetch.h"
 #include "net/wphttpclient.h"
@@ -27,4 +30,5 @@
 #include "platform/orvaserviceinfo.h"
 #include "platform/rootedpath.h"
 #include "platform/unique_fd.h"
+#include "service/services.h"
 // IWYU pragma: end_exports

@@ -1,0 +1,78 @@
+#include "motion/mdlog.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cstdint>
+
+#include "foundation/byteorder.h"
+#include "foundation/log_internal.h"
+#include "platform/orvaea.h"
+#include "platform/unique_fd.h"
+
+namespace {
+
+constexpr char kLogSource[] = "mdlog";
+constexpr char kStream[] = "ORVAWP:MOTION.log";
+
+bool ReadAll(int fd, unsigned char* to, std::size_t length) {
+  while (length > 0) {
+    const ssize_t n = read(fd, to, length);
+    if (n <= 0) return false;
+    to += n;
+    length -= static_cast<std::size_t>(n);
+  }
+  return true;
+}
+
+}  // namespace
+
+MDLog::MDLog(std::string path, int headerByte) noexcept
+    : fd_(ORVAEAOpen(path.c_str(), kStream, O_WRONLY | O_CREAT)) {
+  if (fd_ <= 0) return;
+  PrintQuartet(0);
+  const auto byte = static_cast<unsigned char>(headerByte);
+  (void)write(fd_, &byte, 1);  // a full disk shows at the first level
+}
+
+MDLog::~MDLog() {
+  if (fd_ < 0) return;
+  (void)lseek(fd_, 0, SEEK_SET);
+  PrintQuartet(count_);
+  (void)close(fd_);  // nothing can be done about a failing close
+}
+
+int MDLog::WriteLevel(int level) noexcept {
+  const auto byte = static_cast<unsigned char>(level);
+  if (write(fd_, &byte, 1) != 1) return -1;
+  ++count_;
+  return 0;
+}
+
+void MDLog::PrintQuartet(int value) noexcept {
+  unsigned char bytes[4];
+  for (unsigned char& byte : bytes) {
+    byte = static_cast<unsigned char>(value);
+    value /= 256;  // rounds toward zero, also for negative values
+  }
+  (void)write(fd_, bytes, sizeof bytes);  // the reader refuses a log whose count is wrong
+}
+
+int FetchMotionLevel(unsigned char* levels,
+                     int frames,
+                     std::string path,
+                     int& headerByte) noexcept {
+  const watchpost::UniqueFd fd(ORVAEAOpen(path.c_str(), kStream, O_RDONLY));
+  unsigned char start[4];
+  if (!fd.IsValid() || !ReadAll(fd.Get(), start, sizeof start)) return -1;
+  const auto count = static_cast<std::int32_t>(watchpost::LoadLe32(start));
+  if (count != frames) {
+    WP_LOG("Frames(%d) != Size (%d)!\n", frames, count);
+    return -1;
+  }
+  unsigned char byte = 0;
+  if (!ReadAll(fd.Get(), &byte, 1)) return -1;
+  headerByte = byte == 0 ? -1 : byte;
+  if (count < 0 || (count > 0 && levels == nullptr)) return -1;
+  return ReadAll(fd.Get(), levels, static_cast<std::size_t>(count)) ? count : -1;
+}

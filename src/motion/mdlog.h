@@ -1,0 +1,41 @@
+// The motion level of every frame of a recording, in the stream "ORVAWP:MOTION.log" beside it
+// (docs/motion-log.md). Single-writer: one thread uses an object, and one object writes a log.
+#pragma once
+
+#include <string>
+
+#include "platform/export.h"
+
+class WATCHPOST_API MDLog {
+ public:
+  /// Creates the log of the recording at `path` and writes its start. The low byte of `headerByte`
+  /// is kept for the reader: the recorder stores the sensitivity (1 to 100) there. A log that
+  /// cannot be created is noticed by WriteLevel.
+  MDLog(std::string path, int headerByte) noexcept;
+
+  /// Writes the number of levels into the log and closes it.
+  ~MDLog();
+
+  MDLog(const MDLog&) = delete;
+  MDLog& operator=(const MDLog&) = delete;
+
+  /// Appends the low byte of `level` (0 to 100). Returns 0, or -1 when it could not be written.
+  int WriteLevel(int level) noexcept;
+
+  /// Writes `value` at the present position as four bytes, the least significant first. A part of
+  /// the constructor and the destructor.
+  void PrintQuartet(int value) noexcept;
+
+ private:
+  int fd_ = -1;
+  int count_ = 0;
+};
+
+/// Reads the log of the recording at `path` into `levels`, which has room for `frames` bytes, and
+/// its header byte into `headerByte` (-1 for a 0). Returns the number of levels. Returns -1 when
+/// there is no log, when it does not hold exactly `frames` levels (with a line in the system log),
+/// or when it ends early.
+WATCHPOST_API int FetchMotionLevel(unsigned char* levels,
+                                   int frames,
+                                   std::string path,
+                                   int& headerByte) noexcept;
