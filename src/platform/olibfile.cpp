@@ -1,6 +1,7 @@
 #include "platform/olibfile.h"
 
 #define SI_NO_CONVERSION  // values are byte strings
+#define SI_IMPLEMENTATION
 #include <SimpleIni.h>
 #include <fcntl.h>
 #include <sys/stat.h>

@@ -1,0 +1,162 @@
+#include "scene.h"
+
+#include <stdio.h>  // jpeglib.h needs it before itself
+
+#include <jpeglib.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdlib>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace camsim {
+namespace {
+
+constexpr std::uint64_t kCrossing = 200;  // frames
+constexpr int kChannels = 3;
+
+struct Pixel {
+  unsigned char y, cb, cr;
+};
+
+constexpr Pixel kBlock{225, 90, 190};
+constexpr Pixel kInk{250, 128, 128};
+constexpr Pixel kPaper{16, 128, 128};
+
+// Digits of 3 by 5 dots, row by row, the leftmost dot in the highest of three bits.
+constexpr std::array<std::array<unsigned char, 5>, 10> kDigits{{
+    {7, 5, 5, 5, 7},
+    {2, 6, 2, 2, 7},
+    {7, 1, 7, 4, 7},
+    {7, 1, 7, 1, 7},
+    {5, 5, 7, 1, 1},
+    {7, 4, 7, 1, 7},
+    {7, 4, 7, 5, 7},
+    {7, 1, 1, 1, 1},
+    {7, 5, 7, 5, 7},
+    {7, 5, 7, 1, 7},
+}};
+
+class Picture {
+ public:
+  Picture(int width, int height)
+      : width_(width),
+        height_(height),
+        bytes_(static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * kChannels) {}
+
+  void Set(int x, int y, Pixel pixel) {
+    unsigned char* to = Row(y) + x * kChannels;
+    to[0] = pixel.y;
+    to[1] = pixel.cb;
+    to[2] = pixel.cr;
+  }
+
+  void Fill(int left, int top, int width, int height, Pixel pixel) {
+    for (int y = std::max(top, 0); y < std::min(top + height, height_); ++y) {
+      for (int x = std::max(left, 0); x < std::min(left + width, width_); ++x) Set(x, y, pixel);
+    }
+  }
+
+  [[nodiscard]] unsigned char* Row(int y) {
+    return bytes_.data() +
+           static_cast<std::size_t>(y) * static_cast<std::size_t>(width_) * kChannels;
+  }
+  [[nodiscard]] int Width() const { return width_; }
+  [[nodiscard]] int Height() const { return height_; }
+
+ private:
+  int width_;
+  int height_;
+  std::vector<unsigned char> bytes_;
+};
+
+// A grain that looks the same on every machine, so that frames compress as real pictures do.
+Picture DrawBackground(int width, int height) {
+  Picture picture(width, height);
+  std::uint32_t state = 12345;
+  for (int y = 0; y < height; ++y) {
+    for (int x = 0; x < width; ++x) {
+      state = state * 1664525 + 1013904223;
+      const int shade = 60 + 80 * y / height + 40 * x / width + static_cast<int>(state >> 28);
+      picture.Set(x, y, {static_cast<unsigned char>(shade), 130, 122});
+    }
+  }
+  return picture;
+}
+
+void DrawNumber(Picture& picture, std::uint64_t number) {
+  std::string text = std::to_string(number);
+  text.insert(0, text.size() < 6 ? 6 - text.size() : 0, '0');
+  const int dot = std::max(1, picture.Height() / 160);
+  picture.Fill(dot, dot, (4 * static_cast<int>(text.size()) + 1) * dot, 7 * dot, kPaper);
+  int left = 2 * dot;
+  for (const char digit : text) {
+    const auto& dots = kDigits[static_cast<std::size_t>(digit - '0')];
+    for (int row = 0; row < 5; ++row) {
+      for (int column = 0; column < 3; ++column) {
+        if ((dots[static_cast<std::size_t>(row)] >> (2 - column) & 1) == 0) continue;
+        picture.Fill(left + column * dot, (2 + row) * dot, dot, dot, kInk);
+      }
+    }
+    left += 4 * dot;
+  }
+}
+
+// Errors of the encoder end the program, as running out of memory does: nothing foreign reaches it.
+Jpeg Encode(Picture& picture, int quality) {
+  jpeg_compress_struct encoder;
+  jpeg_error_mgr errors;
+  encoder.err = jpeg_std_error(&errors);
+  jpeg_create_compress(&encoder);
+  unsigned char* bytes = nullptr;
+  unsigned long size = 0;
+  jpeg_mem_dest(&encoder, &bytes, &size);
+  encoder.image_width = static_cast<JDIMENSION>(picture.Width());
+  encoder.image_height = static_cast<JDIMENSION>(picture.Height());
+  encoder.input_components = kChannels;
+  encoder.in_color_space = JCS_YCbCr;
+  jpeg_set_defaults(&encoder);
+  jpeg_set_quality(&encoder, quality, TRUE);
+  jpeg_start_compress(&encoder, TRUE);
+  for (int y = 0; y < picture.Height(); ++y) {
+    JSAMPROW row = picture.Row(y);
+    (void)jpeg_write_scanlines(&encoder, &row, 1);
+  }
+  jpeg_finish_compress(&encoder);
+  jpeg_destroy_compress(&encoder);
+  Jpeg jpeg(bytes, bytes + size);
+  std::free(bytes);
+  return jpeg;
+}
+
+class Scene : public FrameSource {
+ public:
+  explicit Scene(const SceneOptions& options)
+      : options_(options), background_(DrawBackground(options.width, options.height)) {}
+
+  [[nodiscard]] Jpeg Frame(std::uint64_t number) const override {
+    Picture picture = background_;
+    const int size = std::max(8, options_.height / 6);
+    const int travel = options_.width + size;
+    const int left =
+        static_cast<int>(number % kCrossing * static_cast<std::uint64_t>(travel) / kCrossing) -
+        size;
+    picture.Fill(left, (options_.height - size) / 2, size, size, kBlock);
+    DrawNumber(picture, number);
+    return Encode(picture, options_.quality);
+  }
+
+ private:
+  SceneOptions options_;
+  Picture background_;
+};
+
+}  // namespace
+
+std::unique_ptr<FrameSource> MakeScene(const SceneOptions& options) {
+  return std::make_unique<Scene>(options);
+}
+
+}  // namespace camsim
