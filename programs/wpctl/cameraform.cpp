@@ -1,0 +1,176 @@
+#include "cameraform.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cstdio>
+
+#include "cameraurl.h"
+
+namespace wpctl {
+namespace {
+
+bool HasControls(const std::string& text) {
+  return std::any_of(
+      text.begin(), text.end(), [](unsigned char c) { return c < ' ' || c == 0x7F; });
+}
+
+// Recordings lie in a folder of the camera's name.
+bool CheckName(const std::string& name, std::string& error) {
+  if (!name.empty() && name.size() <= 200 && name[0] != '.' && name[0] != '@' &&
+      !HasControls(name) && name.find('/') == std::string::npos) {
+    return true;
+  }
+  error =
+      "a name has 1 to 200 bytes, does not begin with \".\" or \"@\" and holds no \"/\" or control "
+      "characters";
+  return false;
+}
+
+bool CheckLogin(const std::string& text, const char* what, std::string& error) {
+  if (text.size() <= 128 && !HasControls(text)) return true;
+  error = std::string(what) + " has at most 128 bytes and no control characters";
+  return false;
+}
+
+bool FillUrl(const std::string& text, Camera& camera, std::string& error) {
+  const std::optional<CameraUrl> url = ParseCameraUrl(text, error);
+  if (!url) return false;
+  camera.SetHost(url->host);
+  camera.SetPort(url->port);
+  camera.SetPath(url->path);
+  if (!url->user.empty()) {
+    camera.SetUsername(url->user);
+    camera.SetPassword(url->password);
+  }
+  return true;
+}
+
+// A whole address serves as a path too.
+bool FillPath(std::string path, Camera& camera, std::string& error) {
+  if (path.find("://") != std::string::npos) return FillUrl(path, camera, error);
+  if (!NormalizePath(path, error)) return false;
+  camera.SetPath(path);
+  return true;
+}
+
+bool FillAddress(const CameraForm& form, Camera& camera, std::string& error) {
+  if (form.url && !FillUrl(*form.url, camera, error)) return false;
+  if (form.host) {
+    if (!IsHost(*form.host)) {
+      error = "a host is a name or an IPv4 address";
+      return false;
+    }
+    camera.SetHost(*form.host);
+  }
+  if (form.port) camera.SetPort(*form.port);
+  if (form.path && !FillPath(*form.path, camera, error)) return false;
+  if (form.user) camera.SetUsername(*form.user);
+  if (form.password) camera.SetPassword(*form.password);
+  return CheckLogin(camera.GetUsername(), "a user name", error) &&
+         CheckLogin(camera.GetPassword(), "a password", error);
+}
+
+bool ParseSize(const std::string& text, Camera& camera, std::string& error) {
+  int width = 0;
+  int height = 0;
+  int end = 0;
+  if (std::sscanf(text.c_str(), "%5dx%5d%n", &width, &height, &end) != 2 ||
+      end != static_cast<int>(text.size()) || width < 1 || height < 1 || width > 65535 ||
+      height > 65535) {
+    error = "a size is WIDTHxHEIGHT in pixels, such as 640x480";
+    return false;
+  }
+  camera.SetImageWidth(width);
+  camera.SetImageHeight(height);
+  return true;
+}
+
+// A limit above 0, or 0 for "off".
+bool ParseLimit(const std::string& text, const char* what, int& limit, std::string& error) {
+  limit = 0;
+  if (text == "off") return true;
+  const auto [end, failure] = std::from_chars(text.data(), text.data() + text.size(), limit);
+  if (failure == std::errc() && end == text.data() + text.size() && limit > 0) return true;
+  error = std::string(what) + " is a number above 0, or off";
+  return false;
+}
+
+bool FillLimits(const CameraForm& form, Camera& camera, std::string& error) {
+  int limit = 0;
+  if (form.capacity) {
+    if (!ParseLimit(*form.capacity, "a capacity (MiB)", limit, error)) return false;
+    camera.EnableRotateBySize(limit > 0);
+    if (limit > 0) camera.SetCapacityLimit(limit);
+  }
+  if (form.days) {
+    if (!ParseLimit(*form.days, "a number of days", limit, error)) return false;
+    camera.EnableRotateByDate(limit > 0);
+    if (limit > 0) camera.SetExpireDays(limit);
+  }
+  return true;
+}
+
+bool FillFolder(const CameraForm& form, Camera& camera, std::string& error) {
+  if (form.folder) {
+    std::string folder = *form.folder;
+    while (folder.size() > 1 && folder.ends_with('/')) folder.pop_back();
+    if (!folder.starts_with('/') || folder.size() > 256 || HasControls(folder)) {
+      error = "a folder is an absolute path of at most 256 bytes";
+      return false;
+    }
+    camera.SetStoragePath(folder);
+  }
+  if (form.prefix) {
+    if (form.prefix->size() > 200 || form.prefix->find('/') != std::string::npos ||
+        HasControls(*form.prefix)) {
+      error = "a prefix has at most 200 bytes and holds no \"/\" or control characters";
+      return false;
+    }
+    camera.SetFilenamePrefix(*form.prefix);
+  }
+  return true;
+}
+
+}  // namespace
+
+void DescribeForm(CLI::App& command, CameraForm& form) {
+  command.add_option("--host", form.host, "Host name or IPv4 address");
+  command.add_option("--port", form.port, "TCP port")->check(CLI::Range(1, 65535));
+  command.add_option("--path",
+                     form.path,
+                     "Path of the MJPEG stream, with or without its leading slash, or a whole URL");
+  command.add_option("--user", form.user, "User name for Basic authentication");
+  command.add_option("--password", form.password, "Password for Basic authentication");
+  command.add_option("--vendor", form.vendor, "Maker's name");
+  command.add_option("--model", form.model, "Model's name");
+  command.add_option("--fps", form.fps, "Frames a second that the camera is expected to send")
+      ->check(CLI::Range(1, 1000));
+  command.add_option("--size", form.size, "Size of its pictures, as WIDTHxHEIGHT");
+  command.add_option("--folder",
+                     form.folder,
+                     "Folder of its recordings (default: the service's folder and the name)");
+  command.add_option("--prefix", form.prefix, "What the file names of its recordings begin with");
+  command.add_option("--sensitivity", form.sensitivity, "Sensitivity of motion detection")
+      ->check(CLI::Range(0, 100));
+  command.add_option("--capacity", form.capacity, "Limit of its recordings in MiB, or off");
+  command.add_option("--days", form.days, "Days for which recordings are kept, or off");
+  command.add_option("--motion-log", form.motion_log, "Keep the motion level of every frame")
+      ->check(CLI::IsMember({"on", "off"}));
+}
+
+bool FillIn(const CameraForm& form, Camera& camera, std::string& error) {
+  if (form.name) {
+    if (!CheckName(*form.name, error)) return false;
+    camera.SetName(*form.name);
+  }
+  if (form.vendor) camera.SetVendor(*form.vendor);
+  if (form.model) camera.SetModel(*form.model);
+  if (form.fps) camera.SetFPS(*form.fps);
+  if (form.size && !ParseSize(*form.size, camera, error)) return false;
+  if (form.sensitivity) (void)camera.SetSensitivity(*form.sensitivity);  // its range was checked
+  if (form.motion_log) camera.EnableMotionLog(*form.motion_log == "on");
+  return FillAddress(form, camera, error) && FillLimits(form, camera, error) &&
+         FillFolder(form, camera, error);
+}
+
+}  // namespace wpctl

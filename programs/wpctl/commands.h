@@ -1,0 +1,16 @@
+// The groups of wpctl's commands. Each function adds its group to `app`; the verb that is called
+// stores the status to exit with in `status`, which outlives `app`.
+#pragma once
+
+namespace CLI {
+class App;
+}
+
+namespace wpctl {
+
+void AddDatabaseCommands(CLI::App& app, int& status);
+void AddCameraCommands(CLI::App& app, int& status);
+void AddScheduleCommands(CLI::App& app, int& status);
+void AddEventCommands(CLI::App& app, int& status);
+
+}  // namespace wpctl

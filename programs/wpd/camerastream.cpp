@@ -1,0 +1,204 @@
+#include "camerastream.h"
+
+#include <poll.h>
+#include <sys/epoll.h>
+#include <sys/eventfd.h>
+#include <sys/timerfd.h>
+#include <unistd.h>
+#include <watchpost/net/interrupt.h>
+#include <watchpost/net/multipartfetch.h>
+
+#include <algorithm>
+
+namespace wpd {
+namespace {
+
+constexpr std::chrono::milliseconds kShortestPause{1000};
+constexpr std::chrono::milliseconds kLongestPause{30000};
+// A camera counts as back when it has delivered for so long: one that comes and goes is one spell
+// of trouble.
+constexpr std::chrono::seconds kSteady{10};
+constexpr std::size_t kFirstBuffer = 128 << 10;
+
+constexpr int kRubbish = -1;  // beside the MF_STATUS values
+
+std::string Title(const Camera& camera) {
+  return "camera " + std::to_string(camera.GetId()) + " (" + camera.GetName() + ")";
+}
+
+// Without the query, which may hold a password.
+std::string Address(const Camera& camera) {
+  const std::string path = camera.GetPath();
+  return "http://" + camera.GetHost() + ":" + std::to_string(camera.GetPort()) + "/" +
+         path.substr(0, path.find('?'));
+}
+
+bool SameSource(const Camera& a, const Camera& b) {
+  return a.GetHost() == b.GetHost() && a.GetPort() == b.GetPort() && a.GetPath() == b.GetPath() &&
+         a.GetUsername() == b.GetUsername() && a.GetPassword() == b.GetPassword();
+}
+
+const char* ReasonOf(int status) {
+  switch (status) {
+    case MF_ERR_CONNECT:
+      return "cannot be reached, or stopped sending";
+    case MF_ERR_BAD_RESPONSE:
+      return "refuses the stream; is its path right?";
+    case MF_ERR_UNAUTHORIZED:
+      return "refuses user name and password";
+    case MF_ERR_NOT_MULTIPART:
+      return "sends no stream of multipart/x-mixed-replace; is its path right?";
+    case MF_ERR_PART_TYPE:
+    case MF_ERR_PART_LENGTH:
+    case MF_ERR_BOUNDARY:
+      return "broke off its stream, or writes it in a way this client does not take";
+    case MF_ERR_NOT_INIT:
+      return "has no valid address";
+    case kRubbish:
+      return "sends no whole pictures";
+    default:
+      return "answers with something that is no stream";
+  }
+}
+
+}  // namespace
+
+CameraStream::CameraStream(const Settings& settings, const Camera& camera, Recorder& recorder)
+    : settings_(settings),
+      recorder_(recorder),
+      buffer_(kFirstBuffer),
+      camera_(camera),
+      lost_(Title(camera) + ": delivers again") {}
+
+bool CameraStream::Start() {
+  wake_.Reset(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
+  deadline_.Reset(timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK));
+  interrupt_.Reset(epoll_create1(EPOLL_CLOEXEC));
+  epoll_event readable{};
+  readable.events = EPOLLIN;
+  if (epoll_ctl(interrupt_.Get(), EPOLL_CTL_ADD, wake_.Get(), &readable) != 0 ||
+      epoll_ctl(interrupt_.Get(), EPOLL_CTL_ADD, deadline_.Get(), &readable) != 0) {
+    return false;
+  }
+  thread_ = std::thread([this] { Run(); });
+  return true;
+}
+
+void CameraStream::SetCamera(const Camera& camera) {
+  const std::lock_guard lock(mutex_);
+  changed_ = changed_ || !SameSource(camera, camera_);
+  camera_ = camera;
+  if (changed_) (void)eventfd_write(wake_.Get(), 1);  // fails only when it is readable anyhow
+}
+
+bool CameraStream::Stop(std::chrono::milliseconds limit) {
+  std::unique_lock lock(mutex_);
+  stopped_ = true;
+  (void)eventfd_write(wake_.Get(), 1);  // fails only when it is readable anyhow
+  if (!end_.wait_for(lock, limit, [this] { return ended_; })) return false;
+  lock.unlock();
+  thread_.join();
+  return true;
+}
+
+// Copies the settings for the next connection; false when the daemon stops.
+bool CameraStream::TakeChange(Camera& camera) {
+  const std::lock_guard lock(mutex_);
+  if (stopped_) return false;
+  eventfd_t count = 0;
+  (void)eventfd_read(wake_.Get(), &count);  // nothing to read is fine
+  changed_ = false;
+  camera = camera_;
+  return true;
+}
+
+void CameraStream::Run() {
+  const watchpost::ScopedInterrupt interrupt(interrupt_.Get());
+  Camera camera;
+  while (TakeChange(camera)) {
+    delivering_ = false;
+    const Outcome outcome = FollowStream(camera);
+    recorder_.OnConnectionLost();
+    if (outcome == Outcome::kLost) Sleep(pause_);
+  }
+  const std::lock_guard lock(mutex_);
+  ended_ = true;
+  end_.notify_all();
+}
+
+CameraStream::Outcome CameraStream::FollowStream(const Camera& camera) {
+  MultipartFetch fetch(camera.GetHost().c_str(),
+                       camera.GetPort(),
+                       camera.GetPath().c_str(),
+                       camera.GetUsername().c_str(),
+                       camera.GetPassword().c_str());
+  ArmDeadline(settings_.frame_timeout);
+  bool only_rubbish = false;
+  for (;;) {
+    std::uint32_t size = 0;
+    const int status = FetchFrame(fetch, size);
+    {
+      const std::lock_guard lock(mutex_);
+      if (stopped_) return Outcome::kStopped;
+      if (changed_) return Outcome::kChanged;
+    }
+    if (status > MF_OK) {
+      OnLost(camera, ReasonOf(only_rubbish ? kRubbish : status));
+      return Outcome::kLost;
+    }
+    const Frame frame{buffer_.data(), size, std::chrono::system_clock::now(), Clock::now()};
+    only_rubbish = status == kRubbish || !recorder_.OnFrame(frame);
+    if (only_rubbish) continue;  // does not put the deadline off
+    ArmDeadline(settings_.frame_timeout);
+    OnDelivering(camera);
+  }
+}
+
+// Fetches the next frame into the buffer: an MF_STATUS, or kRubbish for a part that is too long or
+// empty.
+int CameraStream::FetchFrame(MultipartFetch& fetch, std::uint32_t& size) {
+  char type[64];
+  const MF_STATUS status = fetch.NextPartInfo(size, type, sizeof type);
+  if (status != MF_OK) return status;
+  if (size == 0 || size > settings_.largest_frame) {
+    fetch.DropData();
+    return kRubbish;
+  }
+  if (buffer_.size() < size) buffer_.resize(size);
+  return fetch.FetchContent(buffer_.data(), static_cast<unsigned int>(buffer_.size()));
+}
+
+void CameraStream::OnDelivering(const Camera& camera) {
+  const Clock::time_point now = Clock::now();
+  if (!delivering_) {
+    delivering_ = true;
+    delivering_since_ = now;
+    if (!was_connected_)
+      Log("%s: delivers from %s", Title(camera).c_str(), Address(camera).c_str());
+    was_connected_ = true;
+  }
+  if (now - delivering_since_ < kSteady) return;
+  lost_.End();
+  pause_ = {};
+}
+
+void CameraStream::OnLost(const Camera& camera, const std::string& reason) {
+  lost_.Begin(Title(camera) + ": " + Address(camera) + " " + reason +
+              "; trying again until it delivers");
+  was_connected_ = true;  // the end of the spell tells when it is there
+  pause_ = std::clamp(2 * pause_, kShortestPause, kLongestPause);
+}
+
+void CameraStream::ArmDeadline(std::chrono::seconds limit) {
+  itimerspec timer{};
+  timer.it_value.tv_sec = limit.count();
+  (void)timerfd_settime(deadline_.Get(), 0, &timer, nullptr);  // cannot fail with these arguments
+}
+
+// Ends early when the daemon stops or the camera's settings change.
+void CameraStream::Sleep(std::chrono::milliseconds time) {
+  pollfd wake{wake_.Get(), POLLIN, 0};
+  (void)poll(&wake, 1, static_cast<int>(time.count()));
+}
+
+}  // namespace wpd

@@ -1,0 +1,122 @@
+#include "daemon.h"
+
+#include <signal.h>
+#include <string.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <optional>
+
+#include "camerastream.h"
+#include "log.h"
+#include "recorder.h"
+#include "rowwriter.h"
+
+namespace wpd {
+namespace {
+
+using std::chrono::milliseconds;
+
+constexpr milliseconds kLongestReport{45000};
+// Together below the 5 seconds in which a daemon has to stop.
+constexpr milliseconds kFetchEnds{1500};
+constexpr milliseconds kFrameEnds{1000};
+constexpr milliseconds kRowsEnd{2000};
+
+sigset_t WaitedSignals() {
+  sigset_t set;
+  (void)sigemptyset(&set);
+  for (const int number : {SIGINT, SIGTERM, SIGHUP}) (void)sigaddset(&set, number);
+  return set;
+}
+
+// The next signal; 0 after a second without one.
+int NextSignal() {
+  const sigset_t set = WaitedSignals();
+  const timespec second{1, 0};
+  const int number = sigtimedwait(&set, nullptr, &second);
+  return number > 0 ? number : 0;
+}
+
+class Daemon {
+ public:
+  Daemon(const Settings& settings, const Camera& camera)
+      : camera_(camera),
+        rows_(camera.GetId()),
+        recorder_(settings, camera, [this](const RecordingRow& row) { rows_.Put(row); }),
+        stream_(settings, camera, recorder_) {}
+
+  int Run(Readiness& readiness) {
+    rows_.Report(DAEMON_STATUS_STARTING);
+    rows_.Start();
+    if (!stream_.Start()) {
+      const std::string why = std::string("cannot watch the camera: ") + strerror(errno);
+      Log("%s", why.c_str());
+      readiness.Fail(why);
+      rows_.Report(DAEMON_STATUS_STOPPED);
+      (void)rows_.Flush(kRowsEnd);
+      return 1;
+    }
+    rows_.Report(DAEMON_STATUS_RUNNING);
+    int status = 0;
+    if (readiness.HasLauncher() && !rows_.Flush(kLongestReport)) {
+      readiness.Fail("the database stopped answering before the daemon was running");
+      status = 1;
+    } else {
+      readiness.Succeed();
+      Serve();
+    }
+    Stop(status);
+    return status;
+  }
+
+ private:
+  void Serve() {
+    Log("camera %d (%s): daemon runs", camera_.GetId(), camera_.GetName().c_str());
+    for (;;) {
+      const int number = NextSignal();
+      if (number == SIGINT || number == SIGTERM) return;
+      if (number == SIGHUP) rows_.Reload();
+      if (const std::optional<Camera> changed = rows_.TakeReloaded()) {
+        recorder_.SetCamera(*changed);
+        stream_.SetCamera(*changed);
+      }
+      recorder_.OnTick();
+    }
+  }
+
+  void Stop(int status) {
+    rows_.Report(DAEMON_STATUS_STOPPING);
+    const bool fetch_ended = stream_.Stop(kFetchEnds);
+    const bool recording_ended = recorder_.Close(kFrameEnds);
+    rows_.Report(DAEMON_STATUS_STOPPED);
+    const bool rows_written = rows_.Flush(kRowsEnd);
+    if (!rows_written)
+      Log("camera %d: the database did not take all rows; the next start writes them",
+          camera_.GetId());
+    Log("camera %d (%s): daemon ends", camera_.GetId(), camera_.GetName().c_str());
+    // A thread that still hangs somewhere must not be waited for, nor find its objects gone.
+    if (!fetch_ended || !recording_ended || !rows_written) _exit(status);
+  }
+
+  const Camera camera_;
+  RowWriter rows_;
+  Recorder recorder_;
+  CameraStream stream_;
+};
+
+}  // namespace
+
+void BlockSignals() {
+  const sigset_t set = WaitedSignals();
+  (void)pthread_sigmask(SIG_BLOCK, &set, nullptr);  // cannot fail with these arguments
+  (void)signal(SIGPIPE, SIG_IGN);
+  (void)signal(SIGXFSZ, SIG_IGN);  // a limit on file sizes is a failed write, not the end
+}
+
+int RunDaemon(const Settings& settings, const Camera& camera, Readiness& readiness) {
+  return Daemon(settings, camera).Run(readiness);
+}
+
+}  // namespace wpd

@@ -1,0 +1,87 @@
+// wpd: the recording daemon of one camera.
+
+#include <unistd.h>
+#include <watchpost/camera/camera.h>
+#include <watchpost/foundation/wpdb.h>
+
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <optional>
+#include <string>
+
+#include "daemon.h"
+#include "instancelock.h"
+#include "launcher.h"
+#include "log.h"
+#include "settings.h"
+
+namespace {
+
+struct Options {
+  int camera_id = 0;
+  bool foreground = false;
+};
+
+int Fail(const std::string& why) {
+  std::fprintf(stderr, "wpd: %s\n", why.c_str());
+  return 1;
+}
+
+bool LoadCamera(int id, Camera& camera, std::string& error) {
+  if (camera.Load(id) == 0) return true;
+  pg_conn* conn = WPDBConnect();
+  WPDBClose(conn);
+  error =
+      conn == nullptr
+          ? "the database \"" + std::string(gszDBName) + "\" on " + gszDBHost + " does not answer"
+          : "there is no camera " + std::to_string(id) + " (wpctl camera list shows all)";
+  return false;
+}
+
+int Run(const Options& options) {
+  // Nothing that was open in whoever started the daemon stays open in it.
+  if (!options.foreground) (void)close_range(3, ~0U, 0);
+  wpd::OpenLog(options.foreground);
+  std::string error;
+  Camera camera;
+  if (!LoadCamera(options.camera_id, camera, error)) return Fail(error);
+  wpd::InstanceLock lock(options.camera_id);
+  if (!lock.Take(error)) return Fail(error);
+
+  wpd::Readiness readiness;
+  if (!options.foreground) {
+    if (const std::optional<int> status = wpd::Detach(readiness)) return *status;
+  }
+  lock.WriteProcessId();
+  wpd::BlockSignals();
+  return wpd::RunDaemon(wpd::LoadSettings(), camera, readiness);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  CLI::App app("Records one camera: fetches its stream, writes recordings and registers them.",
+               "wpd");
+  Options options;
+  app.add_option("-c,--camera", options.camera_id, "Id of the camera")
+      ->required()
+      ->check(CLI::PositiveNumber);
+  app.add_flag("-f,--foreground",
+               options.foreground,
+               "Stay in the foreground and log to standard error too");
+  app.footer(
+      "Without -f, returns as soon as the daemon runs: 0, or 1 with the reason. SIGINT and SIGTERM "
+      "stop the\n"
+      "daemon, SIGHUP makes it take over the camera's changed settings.\n"
+      "\nExamples:\n"
+      "  wpd -c 3\n"
+      "  wpd -c 3 -f");
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    if (error.get_exit_code() == 0) return app.exit(error);
+    std::fprintf(stderr, "wpd: %s (wpd --help)\n", error.what());
+    return 2;
+  }
+  return Run(options);
+}

@@ -1,0 +1,82 @@
+// One recording that is being made: its file, its motion log and what its row should say. One
+// thread uses an object.
+#pragma once
+
+#include <watchpost/camera/camera.h>
+#include <watchpost/event/event.h>
+#include <watchpost/media/mje.h>
+#include <watchpost/motion/mdlog.h>
+
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "jpegsize.h"
+#include "recordingrow.h"
+
+namespace wpd {
+
+/// A frame as it came from the camera, with the moment of its arrival on two clocks.
+struct Frame {
+  const unsigned char* data;
+  std::uint32_t size;
+  std::chrono::system_clock::time_point wall;
+  std::chrono::steady_clock::time_point steady;
+};
+
+class Recording {
+ public:
+  /// Creates the file for a recording that begins with `first`: PREFIXYYYYMMDD-HHMMSS.avi in the
+  /// camera's folder, which is made when it is missing, with -2, -3, ... when that name is taken.
+  /// Null, with `error` filled, when it cannot.
+  static std::unique_ptr<Recording> Start(const Camera& camera,
+                                          EVENT_CAUSE cause,
+                                          PictureSize size,
+                                          const Frame& first,
+                                          std::string& error);
+
+  /// Finishes the file.
+  ~Recording();
+  Recording(const Recording&) = delete;
+  Recording& operator=(const Recording&) = delete;
+
+  /// Appends a frame whose motion level is `level`. Returns an MJE_STATUS.
+  [[nodiscard]] int Write(const Frame& frame, int level);
+
+  /// Completes the file with the frame rate that was measured. False when a part of it could not be
+  /// written; the frames are in the file all the same. Called again, does nothing.
+  bool Finish();
+
+  /// Removes the file, of which nothing is worth keeping.
+  void Discard();
+
+  [[nodiscard]] const RecordingRow& Row() const { return row_; }
+  [[nodiscard]] PictureSize Size() const { return size_; }
+  [[nodiscard]] std::uint64_t Bytes() const { return bytes_; }
+  [[nodiscard]] std::chrono::steady_clock::duration Age(
+      std::chrono::steady_clock::time_point now) const {
+    return now - first_;
+  }
+
+ private:
+  Recording(const Camera& camera,
+            EVENT_CAUSE cause,
+            PictureSize size,
+            const Frame& first,
+            std::string name);
+
+  [[nodiscard]] std::uint16_t MeasuredRate() const;
+
+  std::string path_;
+  PictureSize size_;
+  std::uint16_t nominal_rate_;
+  std::chrono::steady_clock::time_point first_;
+  std::chrono::steady_clock::time_point last_;
+  std::uint64_t bytes_;
+  RecordingRow row_;
+  MJE_HANDLE file_ = nullptr;
+  std::unique_ptr<MDLog> levels_;
+};
+
+}  // namespace wpd

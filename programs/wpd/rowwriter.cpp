@@ -1,0 +1,231 @@
+#include "rowwriter.h"
+
+#include <watchpost/foundation/wpdb.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <utility>
+#include <vector>
+
+namespace wpd {
+namespace {
+
+constexpr std::chrono::seconds kShortestPause{1};
+constexpr std::chrono::seconds kLongestPause{10};
+
+// Asked before statements of which the library would log every failure: a dead database is worth
+// one line.
+bool DatabaseAnswers() {
+  pg_conn* conn = WPDBConnect();
+  WPDBClose(conn);
+  return conn != nullptr;
+}
+
+void Fill(Event& event, const RecordingRow& row) {
+  event.SetStartTime(row.start);
+  event.SetEndTime(row.stop);
+  event.SetFrameCount(row.frames);
+  event.SetSize(row.size);
+}
+
+// Finds the row that an insert whose answer was lost may have left. False when the database did not
+// tell.
+bool FindInserted(const RecordingRow& row, std::optional<Event>& found) {
+  const std::string sql =
+      "SELECT id FROM event WHERE camera_id = " + std::to_string(row.camera_id) +
+      " AND start_time = " + std::to_string(row.start) + " AND path = '" +
+      WPDBEscapeString(row.path) + "'";
+  DBResult* result = nullptr;
+  if (WPDBExecute(sql, &result) != 0) return false;
+  auto index = static_cast<unsigned int>(-1);
+  int id = 0;
+  if (ORVADBFetchRow(result, &index) == 0) id = std::atoi(ORVADBFetchField(result, index, "id"));
+  ORVADBFreeResult(result);
+  if (id == 0) return true;
+  const Event event(id);
+  if (event.GetCameraID() != row.camera_id) return false;  // could not be read
+  found = event;
+  return true;
+}
+
+bool Store(const RecordingRow& row, std::optional<Event>& event, bool& insert_tried) {
+  if (!event) {
+    if (!DatabaseAnswers() || (insert_tried && !FindInserted(row, event))) return false;
+  }
+  if (event) {
+    Fill(*event, row);
+    return WPDBExecute(event->strSqlUpdate()) == 0;
+  }
+  Event fresh(row.camera_id, row.width, row.height, static_cast<EVENT_CAUSE>(row.cause), row.path);
+  Fill(fresh, row);
+  insert_tried = true;
+  if (fresh.SqlInsert() != 0) return false;
+  event = fresh;
+  return true;
+}
+
+}  // namespace
+
+RowWriter::RowWriter(int camera_id)
+    : camera_id_(camera_id),
+      journal_(camera_id),
+      trouble_("camera " + std::to_string(camera_id) +
+               ": the database answers again; rows are up to date") {}
+
+RowWriter::~RowWriter() {
+  {
+    const std::lock_guard lock(mutex_);
+    stop_ = true;
+  }
+  work_.notify_all();
+  if (thread_.joinable()) thread_.join();
+}
+
+void RowWriter::Start() {
+  for (RecordingRow& row : journal_.Load()) {
+    Entry entry;
+    entry.insert_tried = true;
+    std::string path = row.path;
+    entry.row = std::move(row);
+    entries_.emplace(std::move(path), std::move(entry));
+  }
+  thread_ = std::thread([this] { Run(); });
+}
+
+void RowWriter::Put(const RecordingRow& row) {
+  {
+    const std::lock_guard lock(mutex_);
+    const auto [place, added] = entries_.try_emplace(row.path);
+    place->second.row = row;
+    if (!added) ++place->second.revision;
+  }
+  work_.notify_one();
+}
+
+void RowWriter::Report(DAEMON_STATUS status) {
+  {
+    const std::lock_guard lock(mutex_);
+    statuses_.push_back(status);
+  }
+  work_.notify_one();
+}
+
+void RowWriter::Reload() {
+  {
+    const std::lock_guard lock(mutex_);
+    reload_ = true;
+  }
+  work_.notify_one();
+}
+
+std::optional<Camera> RowWriter::TakeReloaded() {
+  const std::lock_guard lock(mutex_);
+  return std::exchange(reloaded_, std::nullopt);
+}
+
+bool RowWriter::Flush(std::chrono::milliseconds limit) {
+  std::unique_lock lock(mutex_);
+  hurry_ = true;
+  work_.notify_one();
+  const bool done = written_.wait_for(lock, limit, [this] { return !HasWork() && !busy_; });
+  hurry_ = false;
+  if (!done) KeepJournal();
+  return done;
+}
+
+bool RowWriter::HasWork() const {
+  const auto dirty = [](const auto& place) {
+    return place.second.written != place.second.revision;
+  };
+  return !statuses_.empty() || reload_ || std::any_of(entries_.begin(), entries_.end(), dirty);
+}
+
+RowWriter::Entry* RowWriter::NextDirty() {
+  for (auto& [path, entry] : entries_) {
+    if (entry.written != entry.revision) return &entry;
+  }
+  return nullptr;
+}
+
+void RowWriter::Run() {
+  std::unique_lock lock(mutex_);
+  std::chrono::seconds pause{0};
+  while (!stop_) {
+    if (!HasWork()) {
+      if (pause.count() != 0) {
+        trouble_.End();
+        journal_.Remove();
+        pause = {};
+      }
+      written_.notify_all();
+      work_.wait(lock, [this] { return stop_ || HasWork(); });
+      continue;
+    }
+    busy_ = true;
+    const bool written = WriteSomething(lock);
+    busy_ = false;
+    if (written) continue;
+    trouble_.Begin("camera " + std::to_string(camera_id_) +
+                   ": the database does not answer; recording goes on, rows will be written later");
+    KeepJournal();
+    pause = std::clamp(2 * pause, kShortestPause, kLongestPause);
+    work_.wait_for(lock, hurry_ ? kShortestPause : pause, [this, was = hurry_] {
+      return stop_ || hurry_ != was;
+    });
+  }
+}
+
+// Writes the first thing that waits, unlocked meanwhile. False when the database did not take it.
+bool RowWriter::WriteSomething(std::unique_lock<std::mutex>& lock) {
+  if (!statuses_.empty()) return WriteStatus(lock);
+  if (reload_) return LoadCamera(lock);
+  Entry* entry = NextDirty();
+  return entry == nullptr || WriteRow(lock, *entry);
+}
+
+bool RowWriter::WriteStatus(std::unique_lock<std::mutex>& lock) {
+  const DAEMON_STATUS status = statuses_.front();
+  lock.unlock();
+  const bool written = DatabaseAnswers() && DaemonReport(camera_id_).ReportStatus(status) == 0;
+  lock.lock();
+  if (written) statuses_.pop_front();
+  return written;
+}
+
+bool RowWriter::LoadCamera(std::unique_lock<std::mutex>& lock) {
+  lock.unlock();
+  Camera camera;
+  const bool loaded = camera.Load(camera_id_) == 0;
+  const bool answers = loaded || DatabaseAnswers();
+  lock.lock();
+  // A record that is gone cannot be taken over: the daemon goes on with the one it has.
+  if (loaded) reloaded_ = camera;
+  if (answers) reload_ = false;
+  return answers;
+}
+
+bool RowWriter::WriteRow(std::unique_lock<std::mutex>& lock, Entry& entry) {
+  const RecordingRow row = entry.row;
+  const std::uint64_t revision = entry.revision;
+  std::optional<Event> event = std::move(entry.event);
+  bool insert_tried = entry.insert_tried;
+  lock.unlock();
+  const bool written = Store(row, event, insert_tried);
+  lock.lock();
+  entry.event = std::move(event);
+  entry.insert_tried = insert_tried;
+  if (!written) return false;
+  entry.written = revision;
+  if (row.finished && entry.revision == revision) entries_.erase(row.path);
+  return true;
+}
+
+void RowWriter::KeepJournal() {
+  std::vector<RecordingRow> rows;
+  for (const auto& [path, entry] : entries_) {
+    if (entry.written != entry.revision) rows.push_back(entry.row);
+  }
+  journal_.Save(rows);
+}
+
+}  // namespace wpd

@@ -1,0 +1,24 @@
+// The daemon's own settings: section [wpd] of the appliance's configuration.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+
+namespace wpd {
+
+struct Settings {
+  std::chrono::seconds row_interval{5};  ///< between updates of a running recording's row, 1 to 60
+  std::chrono::seconds cut_after{1800};  ///< longest recording, 10 to 86400
+  std::uint64_t cut_bytes = 1024ULL << 20;  ///< largest recording; in MiB, 1 to 1900
+  std::chrono::seconds frame_timeout{
+      15};  ///< a camera without a whole frame for so long is lost, 1 to 300
+  std::uint32_t largest_frame = 8U << 20;  ///< a longer frame is dropped; in KiB, 64 to 65536
+  std::uint64_t reserve_bytes =
+      16ULL << 20;  ///< free space wanted before recording goes on; in MiB, 1 to 65536
+};
+
+/// Reads the section. What is missing, or makes no sense (a line in the log each), keeps its
+/// default.
+Settings LoadSettings();
+
+}  // namespace wpd
