@@ -38,6 +38,11 @@ bool SameSource(const Camera& a, const Camera& b) {
          a.GetUsername() == b.GetUsername() && a.GetPassword() == b.GetPassword();
 }
 
+bool IsRefusal(int status) {
+  return status == MF_ERR_UNAUTHORIZED || status == MF_ERR_BAD_RESPONSE ||
+         status == MF_ERR_NOT_MULTIPART;
+}
+
 const char* ReasonOf(int status) {
   switch (status) {
     case MF_ERR_CONNECT:
@@ -143,7 +148,7 @@ CameraStream::Outcome CameraStream::FollowStream(const Camera& camera) {
       if (changed_) return Outcome::kChanged;
     }
     if (status > MF_OK) {
-      OnLost(camera, ReasonOf(only_rubbish ? kRubbish : status));
+      OnLost(camera, only_rubbish ? kRubbish : status);
       return Outcome::kLost;
     }
     const Frame frame{buffer_.data(), size, std::chrono::system_clock::now(), Clock::now()};
@@ -179,12 +184,17 @@ void CameraStream::OnDelivering(const Camera& camera) {
   }
   if (now - delivering_since_ < kSteady) return;
   lost_.End();
+  told_refusal_ = MF_OK;
   pause_ = {};
 }
 
-void CameraStream::OnLost(const Camera& camera, const std::string& reason) {
-  lost_.Begin(Title(camera) + ": " + Address(camera) + " " + reason +
-              "; trying again until it delivers");
+// One line a spell; a refusal, which somebody has to do something about, is told also when the
+// spell began otherwise.
+void CameraStream::OnLost(const Camera& camera, int status) {
+  const std::string what = Title(camera) + ": " + Address(camera) + " " + ReasonOf(status);
+  const bool begins = lost_.Begin(what + "; trying again until it delivers");
+  if (!begins && IsRefusal(status) && status != told_refusal_) Log("%s", what.c_str());
+  if (IsRefusal(status)) told_refusal_ = status;
   was_connected_ = true;  // the end of the spell tells when it is there
   pause_ = std::clamp(2 * pause_, kShortestPause, kLongestPause);
 }

@@ -48,7 +48,7 @@ class CameraStream {
   Outcome FollowStream(const Camera& camera);
   int FetchFrame(MultipartFetch& fetch, std::uint32_t& size);
   void OnDelivering(const Camera& camera);
-  void OnLost(const Camera& camera, const std::string& reason);
+  void OnLost(const Camera& camera, int status);
   void ArmDeadline(std::chrono::seconds limit);
   void Sleep(std::chrono::milliseconds time);
   bool TakeChange(Camera& camera);
@@ -71,6 +71,7 @@ class CameraStream {
   Clock::time_point delivering_since_;
   bool delivering_ = false;
   bool was_connected_ = false;
+  int told_refusal_ = 0;  // MF_STATUS of the refusal that was told last in this spell
   std::chrono::milliseconds pause_{0};
   Spell lost_;
   std::thread thread_;

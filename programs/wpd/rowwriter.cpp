@@ -88,6 +88,7 @@ void RowWriter::Start() {
     std::string path = row.path;
     entry.row = std::move(row);
     entries_.emplace(std::move(path), std::move(entry));
+    journal_kept_ = true;
   }
   thread_ = std::thread([this] { Run(); });
 }
@@ -152,11 +153,9 @@ void RowWriter::Run() {
   std::chrono::seconds pause{0};
   while (!stop_) {
     if (!HasWork()) {
-      if (pause.count() != 0) {
-        trouble_.End();
-        journal_.Remove();
-        pause = {};
-      }
+      trouble_.End();
+      pause = {};
+      if (std::exchange(journal_kept_, false)) journal_.Remove();
       written_.notify_all();
       work_.wait(lock, [this] { return stop_ || HasWork(); });
       continue;
@@ -226,6 +225,7 @@ void RowWriter::KeepJournal() {
     if (entry.written != entry.revision) rows.push_back(entry.row);
   }
   journal_.Save(rows);
+  journal_kept_ = !rows.empty();
 }
 
 }  // namespace wpd

@@ -80,8 +80,9 @@ class RowWriter {
   std::deque<DAEMON_STATUS> statuses_;  // still to be reported
   bool reload_ = false;                 // the camera is still to be read
   std::optional<Camera> reloaded_;
-  bool busy_ = false;   // a statement is being run
-  bool hurry_ = false;  // somebody waits in Flush
+  bool journal_kept_ = false;  // there are rows in the journal
+  bool busy_ = false;          // a statement is being run
+  bool hurry_ = false;         // somebody waits in Flush
   bool stop_ = false;
   std::thread thread_;
 };

@@ -15,8 +15,8 @@
 
 #include "foundation/byteorder.h"
 #include "foundation/list.h"
+#include "foundation/unique_fd.h"
 #include "media/aviheader_internal.h"
-#include "platform/unique_fd.h"
 
 namespace avi = watchpost::avi;
 using watchpost::StoreLe32;

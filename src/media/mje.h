@@ -6,7 +6,7 @@
 
 #include <cstdint>
 
-#include "platform/export.h"
+#include "foundation/export.h"
 
 /// Results of the writer's operations.
 enum MJE_STATUS : int {

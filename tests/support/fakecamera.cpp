@@ -1,0 +1,75 @@
+#include "support/fakecamera.h"
+
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <sys/time.h>
+
+#include <algorithm>
+#include <array>
+
+namespace watchpost::test {
+namespace {
+
+std::string ReadRequest(int fd) {
+  const timeval limit{1, 0};
+  setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
+  std::string request;
+  std::array<char, 4096> buffer;
+  while (request.find("\r\n\r\n") == std::string::npos) {
+    const ssize_t n = recv(fd, buffer.data(), buffer.size(), 0);
+    if (n <= 0) break;
+    request.append(buffer.data(), static_cast<std::size_t>(n));
+  }
+  return request;
+}
+
+void SendAll(int fd, const std::string& bytes) {
+  std::size_t sent = 0;
+  while (sent < bytes.size()) {
+    const ssize_t n = send(fd, bytes.data() + sent, bytes.size() - sent, MSG_NOSIGNAL);
+    if (n <= 0) return;
+    sent += static_cast<std::size_t>(n);
+  }
+}
+
+}  // namespace
+
+FakeCamera::FakeCamera(std::vector<std::string> replies, After after)
+    : replies_(std::move(replies)),
+      after_(after),
+      listener_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  socklen_t size = sizeof address;
+  auto* generic = reinterpret_cast<sockaddr*>(&address);
+  EXPECT_EQ(bind(listener_.Get(), generic, size), 0);
+  EXPECT_EQ(listen(listener_.Get(), 8), 0);
+  EXPECT_EQ(getsockname(listener_.Get(), generic, &size), 0);
+  port_ = ntohs(address.sin_port);
+  thread_ = std::thread([this] { Serve(); });
+}
+
+FakeCamera::~FakeCamera() {
+  Finish();
+}
+
+void FakeCamera::Finish() {
+  shutdown(listener_.Get(), SHUT_RDWR);
+  if (thread_.joinable()) thread_.join();
+  held_.clear();
+}
+
+void FakeCamera::Serve() {
+  for (;;) {
+    UniqueFd client(accept4(listener_.Get(), nullptr, nullptr, SOCK_CLOEXEC));
+    if (!client.IsValid()) return;
+    requests_.push_back(ReadRequest(client.Get()));
+    SendAll(client.Get(), replies_[std::min(requests_.size(), replies_.size()) - 1]);
+    if (after_ == After::kHold) held_.push_back(std::move(client));
+  }
+}
+
+}  // namespace watchpost::test

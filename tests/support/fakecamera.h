@@ -1,0 +1,43 @@
+// A camera that answers each connection with scripted bytes.
+#pragma once
+
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "platform/unique_fd.h"
+
+namespace watchpost::test {
+
+class FakeCamera {
+ public:
+  enum class After { kClose, kHold };
+
+  /// Answers connection i with replies[i], the last reply again for later ones, and then closes it
+  /// or holds it open until the object is destroyed.
+  explicit FakeCamera(std::vector<std::string> replies, After after = After::kClose);
+  ~FakeCamera();
+  FakeCamera(const FakeCamera&) = delete;
+  FakeCamera& operator=(const FakeCamera&) = delete;
+
+  [[nodiscard]] int Port() const { return port_; }
+
+  /// What the clients sent, a text each; complete after Finish.
+  [[nodiscard]] const std::vector<std::string>& Requests() const { return requests_; }
+
+  /// Stops serving.
+  void Finish();
+
+ private:
+  void Serve();
+
+  std::vector<std::string> replies_;
+  After after_;
+  std::vector<std::string> requests_;
+  std::vector<UniqueFd> held_;
+  UniqueFd listener_;
+  int port_ = 0;
+  std::thread thread_;
+};
+
+}  // namespace watchpost::test
