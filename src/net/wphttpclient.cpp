@@ -1,13 +1,12 @@
 #include "net/wphttpclient.h"
 
+#include <algorithm>
 #include <array>
-#include <cctype>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <utility>
-#include <vector>
 
 #include "foundation/decimal_internal.h"
 #include "foundation/utils.h"
@@ -43,25 +42,36 @@ std::string WPHttpClient::GetRequest() const noexcept {
   return "GET /" + path_ + " HTTP/1.0\r\n";
 }
 
-bool WPHttpClient::WriteText(const char* text) noexcept {
-  return socket_.WriteData(text, static_cast<int>(std::strlen(text))) > 0;
-}
-
-bool WPHttpClient::WriteAuthorization() noexcept {
+// False when the credentials could not be encoded.
+bool WPHttpClient::AddAuthorization(std::string& request) const noexcept {
   if (user_.empty() || password_.empty()) return true;
   const std::unique_ptr<char, FreeDeleter> encoded(
       HttpBase64Encode((user_ + ":" + password_).c_str()));
   if (encoded == nullptr) return false;
   Line line;
   (void)std::snprintf(line.data(), line.size(), "Authorization: Basic %s\r\n", encoded.get());
-  return WriteText(line.data());
+  request += line.data();
+  return true;
+}
+
+// In one piece, as far as the kernel takes it: there are cameras that look at the first packet
+// only.
+bool WPHttpClient::WriteAll(const std::string& request) noexcept {
+  std::size_t written = 0;
+  while (written < request.size()) {
+    const int n =
+        socket_.WriteData(request.data() + written, static_cast<int>(request.size() - written));
+    if (n <= 0) return false;
+    written += static_cast<std::size_t>(n);
+  }
+  return true;
 }
 
 int WPHttpClient::SendRequest() noexcept {
   if (socket_.BuildConnect() != 0) return HTTP_ERR_IO;
-  const std::string request = GetRequest().substr(0, kRequestLineSize - 1);
-  if (!WriteText(request.c_str()) || !WriteAuthorization() || !WriteText(kEndOfHead))
-    return HTTP_ERR_IO;
+  std::string request = GetRequest();
+  request.resize(std::min(request.size(), kRequestLineSize - 1));
+  if (!AddAuthorization(request) || !WriteAll(request + kEndOfHead)) return HTTP_ERR_IO;
   state_ = kRequestSent;
   result_ = CheckHttpResponse();
   return HTTP_OK;

@@ -75,8 +75,8 @@ class WATCHPOST_API WPHttpClient {
  private:
   enum State : std::int32_t { kNothingSent = 0, kRequestSent = 1, kHeadRead = 2 };
 
-  [[nodiscard]] bool WriteText(const char* text) noexcept;
-  [[nodiscard]] bool WriteAuthorization() noexcept;
+  [[nodiscard]] bool AddAuthorization(std::string& request) const noexcept;
+  [[nodiscard]] bool WriteAll(const std::string& request) noexcept;
 
   WPSocket socket_;
   std::map<int, std::string> headers_;

@@ -107,13 +107,15 @@ bool WPSocket::Connect(const std::string& port) noexcept {
   return getsockopt(fd_, SOL_SOCKET, SO_ERROR, &error, &size) == 0 && error == 0;
 }
 
-// Fills the empty buffer with one read; count_ is then as read returned it.
+// Fills the empty buffer with one read; count_ is then as read returned it. What has arrived
+// already is taken without waiting for it first.
 bool WPSocket::ReadAhead() noexcept {
-  count_ = -1;
   offset_ = 0;
-  if (fd_ < 1) return false;
-  if (timeout_ >= 0 && WaitFor(fd_, POLLIN, timeout_) == Wait::kInterrupted) return false;
-  count_ = static_cast<std::int32_t>(read(fd_, buffer_.data(), buffer_.size()));
+  count_ = fd_ < 1 ? -1 : static_cast<std::int32_t>(read(fd_, buffer_.data(), buffer_.size()));
+  if (count_ < 0 && fd_ > 0 && errno == EAGAIN && timeout_ >= 0 &&
+      WaitFor(fd_, POLLIN, timeout_) == Wait::kReady) {
+    count_ = static_cast<std::int32_t>(read(fd_, buffer_.data(), buffer_.size()));
+  }
   return count_ > 0;
 }
 

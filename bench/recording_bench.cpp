@@ -1,0 +1,122 @@
+// Recording a camera with wpd, beside ffmpeg copying the same stream into a file: processor time a
+// frame, and memory.
+//
+//   recording_bench SECONDS CAMERA_ID URL FILE
+//
+// wpd and ffmpeg are found through PATH; camera CAMERA_ID is the one at URL; FILE is written over
+// and over.
+
+#include <signal.h>
+#include <spawn.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <string>
+#include <vector>
+
+extern char** environ;
+
+namespace {
+
+constexpr int kRounds = 7;
+
+struct Cost {
+  double milliseconds;  // of processor time
+  long dirty_kib;       // private dirty memory
+};
+
+long PrivateDirty(pid_t pid) {
+  std::ifstream rollup("/proc/" + std::to_string(pid) + "/smaps_rollup");
+  for (std::string word; rollup >> word;) {
+    long kib = 0;
+    if (word == "Private_Dirty:" && rollup >> kib) return kib;
+  }
+  return -1;
+}
+
+double Milliseconds(const timeval& time) {
+  return static_cast<double>(time.tv_sec) * 1e3 + static_cast<double>(time.tv_usec) / 1e3;
+}
+
+// Runs a program for a while and ends it with SIGINT.
+Cost Measure(std::vector<std::string> arguments, unsigned int seconds) {
+  std::vector<char*> argv;
+  for (std::string& argument : arguments) argv.push_back(argument.data());
+  argv.push_back(nullptr);
+  posix_spawn_file_actions_t quiet;
+  posix_spawn_file_actions_init(&quiet);
+  for (const int fd : {0, 1, 2})
+    posix_spawn_file_actions_addopen(&quiet, fd, "/dev/null", fd == 0 ? 0 : 1, 0);
+  pid_t pid = 0;
+  if (posix_spawnp(&pid, argv[0], &quiet, nullptr, argv.data(), environ) != 0) {
+    std::fprintf(stderr, "cannot run %s\n", argv[0]);
+    std::exit(1);
+  }
+  posix_spawn_file_actions_destroy(&quiet);
+  (void)sleep(seconds);
+  const long dirty = PrivateDirty(pid);
+  (void)kill(pid, SIGINT);
+  rusage usage{};
+  (void)wait4(pid, nullptr, 0, &usage);
+  return {Milliseconds(usage.ru_utime) + Milliseconds(usage.ru_stime), dirty};
+}
+
+template <typename T>
+T Median(std::vector<T> values) {
+  std::sort(values.begin(), values.end());
+  return values[values.size() / 2];
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (argc != 5) {
+    std::fprintf(stderr, "recording_bench SECONDS CAMERA_ID URL FILE; scripts/bench calls it\n");
+    return 2;
+  }
+  const auto seconds = static_cast<unsigned int>(std::atoi(argv[1]));
+  std::vector<double> ratios;
+  std::vector<double> ours;
+  std::vector<double> theirs;
+  std::vector<long> dirty;
+  std::vector<long> their_dirty;
+  for (int round = 0; round < kRounds; ++round) {
+    const Cost wpd = Measure({"wpd", "-f", "-c", argv[2]}, seconds);
+    const Cost ffmpeg = Measure({"ffmpeg",
+                                 "-y",
+                                 "-v",
+                                 "error",
+                                 "-nostats",
+                                 "-f",
+                                 "mpjpeg",
+                                 "-i",
+                                 argv[3],
+                                 "-c",
+                                 "copy",
+                                 argv[4]},
+                                seconds);
+    ratios.push_back(wpd.milliseconds / ffmpeg.milliseconds);
+    ours.push_back(wpd.milliseconds);
+    theirs.push_back(ffmpeg.milliseconds);
+    dirty.push_back(wpd.dirty_kib);
+    their_dirty.push_back(ffmpeg.dirty_kib);
+  }
+  std::sort(ratios.begin(), ratios.end());
+  std::printf("recording, wpd / ffmpeg -c copy: processor time, median %.3f, spread %.3f to %.3f\n",
+              Median(ratios),
+              ratios.front(),
+              ratios.back());
+  std::printf("  in %u s, start and end included: wpd %.1f ms, ffmpeg %.1f ms\n",
+              seconds,
+              Median(ours),
+              Median(theirs));
+  std::printf("  private dirty memory: wpd %.1f MB, ffmpeg %.1f MB\n",
+              static_cast<double>(Median(dirty)) / 1024,
+              static_cast<double>(Median(their_dirty)) / 1024);
+  return 0;
+}
