@@ -9,7 +9,7 @@ target_compile_options(
   INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wconversion -fvisibility=hidden
             -fvisibility-inlines-hidden -fstack-protector-strong -fno-omit-frame-pointer
 )
-target_compile_definitions(watchpost_options INTERFACE _GLIBCXX_ASSERTIONS _FILE_OFFSET_BITS=64)
+target_compile_definitions(watchpost_options INTERFACE WATCHPOST_BUILD _GLIBCXX_ASSERTIONS _FILE_OFFSET_BITS=64)
 target_link_options(watchpost_options INTERFACE -Wl,-z,relro,-z,now -Wl,--as-needed)
 if(PROJECT_IS_TOP_LEVEL)
   target_compile_options(watchpost_options INTERFACE -Werror)

@@ -137,7 +137,8 @@ CameraStream::Outcome CameraStream::FollowStream(const Camera& camera) {
                        camera.GetPath().c_str(),
                        camera.GetUsername().c_str(),
                        camera.GetPassword().c_str());
-  ArmDeadline(settings_.frame_timeout);
+  deadline_set_ = {};
+  PutDeadlineOff(Clock::now());
   bool only_rubbish = false;
   for (;;) {
     std::uint32_t size = 0;
@@ -154,7 +155,7 @@ CameraStream::Outcome CameraStream::FollowStream(const Camera& camera) {
     const Frame frame{buffer_.data(), size, std::chrono::system_clock::now(), Clock::now()};
     only_rubbish = status == kRubbish || !recorder_.OnFrame(frame);
     if (only_rubbish) continue;  // does not put the deadline off
-    ArmDeadline(settings_.frame_timeout);
+    PutDeadlineOff(frame.steady);
     OnDelivering(camera);
   }
 }
@@ -199,9 +200,13 @@ void CameraStream::OnLost(const Camera& camera, int status) {
   pause_ = std::clamp(2 * pause_, kShortestPause, kLongestPause);
 }
 
-void CameraStream::ArmDeadline(std::chrono::seconds limit) {
+// Puts the deadline off, about once a second: with every frame it would be work for nothing.
+void CameraStream::PutDeadlineOff(Clock::time_point now) {
+  constexpr std::chrono::seconds kGrain{1};
+  if (now < deadline_set_ + kGrain) return;
+  deadline_set_ = now;
   itimerspec timer{};
-  timer.it_value.tv_sec = limit.count();
+  timer.it_value.tv_sec = (settings_.frame_timeout + kGrain).count();
   (void)timerfd_settime(deadline_.Get(), 0, &timer, nullptr);  // cannot fail with these arguments
 }
 

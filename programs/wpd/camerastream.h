@@ -42,6 +42,7 @@ class CameraStream {
   bool Stop(std::chrono::milliseconds limit);
 
  private:
+  using Clock = std::chrono::steady_clock;
   enum class Outcome { kLost, kChanged, kStopped };
 
   void Run();
@@ -49,11 +50,9 @@ class CameraStream {
   int FetchFrame(MultipartFetch& fetch, std::uint32_t& size);
   void OnDelivering(const Camera& camera);
   void OnLost(const Camera& camera, int status);
-  void ArmDeadline(std::chrono::seconds limit);
+  void PutDeadlineOff(Clock::time_point now);
   void Sleep(std::chrono::milliseconds time);
   bool TakeChange(Camera& camera);
-
-  using Clock = std::chrono::steady_clock;
 
   const Settings settings_;
   Recorder& recorder_;
@@ -68,6 +67,7 @@ class CameraStream {
   bool ended_ = false;  // the thread is about to return
   std::condition_variable end_;
   // Of the thread alone:
+  Clock::time_point deadline_set_;
   Clock::time_point delivering_since_;
   bool delivering_ = false;
   bool was_connected_ = false;

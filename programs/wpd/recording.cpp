@@ -20,6 +20,7 @@ namespace wpd {
 namespace {
 
 constexpr int kMostNamesakes = 1000;
+constexpr std::size_t kLevelsAtOnce = 32;
 
 std::string LocalTimeName(std::chrono::system_clock::time_point when) {
   const time_t seconds = std::chrono::system_clock::to_time_t(when);
@@ -132,6 +133,13 @@ int Recording::Write(const Frame& frame, int level) {
   return MJE_OK;
 }
 
+// Writes of single bytes, a frame's time apart, would cost a tenth of what recording costs.
+void Recording::WriteLevels() {
+  for (const int level : pending_levels_)
+    (void)levels_->WriteLevel(level);  // a timeline that ends early is refused
+  pending_levels_.clear();
+}
+
 std::uint16_t Recording::MeasuredRate() const {
   const double seconds = std::chrono::duration<double>(last_ - first_).count();
   if (row_.frames < 2 || seconds <= 0) return nominal_rate_;
@@ -140,6 +148,7 @@ std::uint16_t Recording::MeasuredRate() const {
 
 bool Recording::Finish() {
   if (file_ == nullptr) return true;
+  WriteLevels();
   levels_.reset();
   (void)MJE_SetAttribute(&file_, size_.width, size_.height, MeasuredRate());  // all above 0
   const bool complete = MJE_FinishCompress(&file_) == MJE_OK;

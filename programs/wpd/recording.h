@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "jpegsize.h"
 #include "recordingrow.h"
@@ -66,6 +67,7 @@ class Recording {
             const Frame& first,
             std::string name);
 
+  void WriteLevels();
   [[nodiscard]] std::uint16_t MeasuredRate() const;
 
   std::string path_;
@@ -77,6 +79,7 @@ class Recording {
   RecordingRow row_;
   MJE_HANDLE file_ = nullptr;
   std::unique_ptr<MDLog> levels_;
+  std::vector<int> pending_levels_;  // not in the log yet
 };
 
 }  // namespace wpd

@@ -27,27 +27,27 @@ extern "C" {
 /// and writes a provisional header. `width` and `height` in pixels and `fps` in frames a second are
 /// above 0; the finished header tells them. On success returns MJE_OK and stores a handle, which
 /// MJE_FinishCompress frees. On failure `*handle` is null and the file, possibly truncated, stays.
-[[nodiscard]] WATCHPOST_API int MJE_CreateCompress(MJE_HANDLE* handle,
-                                                   const char* path,
-                                                   std::uint16_t width,
-                                                   std::uint16_t height,
-                                                   std::uint16_t fps) noexcept;
+WATCHPOST_NODISCARD WATCHPOST_API int MJE_CreateCompress(MJE_HANDLE* handle,
+                                                         const char* path,
+                                                         std::uint16_t width,
+                                                         std::uint16_t height,
+                                                         std::uint16_t fps) noexcept;
 
 /// Appends one frame of `size` bytes, above 0, and pads it to a multiple of four. After any failure
 /// the file is as it was before. Costs one system call, whatever the number of frames before.
-[[nodiscard]] WATCHPOST_API int MJE_WriteFrame(MJE_HANDLE* handle,
-                                               const unsigned char* data,
-                                               unsigned int size) noexcept;
+WATCHPOST_NODISCARD WATCHPOST_API int MJE_WriteFrame(MJE_HANDLE* handle,
+                                                     const unsigned char* data,
+                                                     unsigned int size) noexcept;
 
 /// Replaces what the finished header will say; all above 0.
-[[nodiscard]] WATCHPOST_API int MJE_SetAttribute(MJE_HANDLE* handle,
-                                                 std::uint16_t width,
-                                                 std::uint16_t height,
-                                                 std::uint16_t fps) noexcept;
+WATCHPOST_NODISCARD WATCHPOST_API int MJE_SetAttribute(MJE_HANDLE* handle,
+                                                       std::uint16_t width,
+                                                       std::uint16_t height,
+                                                       std::uint16_t fps) noexcept;
 
 /// Appends the index, rewrites the header, unlocks and closes the file, frees the handle and sets
 /// it to null. Returns MJE_OK (also for a handle that is null already), MJE_ERR_WRITE when a part
 /// of that could not be written, or MJE_ERR_PARAM for a null pointer.
-[[nodiscard]] WATCHPOST_API int MJE_FinishCompress(MJE_HANDLE* handle) noexcept;
+WATCHPOST_NODISCARD WATCHPOST_API int MJE_FinishCompress(MJE_HANDLE* handle) noexcept;
 
 }  // extern "C"

@@ -84,11 +84,16 @@ TEST_F(Database, EscapesUpToItsLimit) {
 }
 
 TEST_F(Database, GoesWhereItIsToldWhateverTheEnvironment) {
-  for (const char* name :
-       {"PGUSER", "PGDATABASE", "PGHOST", "PGPASSWORD", "PGSERVICE", "PGHOSTADDR"}) {
-    const ScopedEnv env(name, std::string(name) == "PGHOSTADDR" ? "127.0.0.9" : "nonsense");
-    if (std::string(name) == "PGSERVICE") continue;  // libpq itself refuses an unknown service
-    EXPECT_EQ(WPDBExecute("SELECT 1"), 0) << name;
+  const struct {
+    const char *name, *value;
+  } variables[] = {{"PGUSER", "nobody"},
+                   {"PGDATABASE", "nothing"},
+                   {"PGHOST", "127.0.0.9"},
+                   {"PGHOSTADDR", "127.0.0.9"},
+                   {"PGPASSWORD", "wrong"}};
+  for (const auto& variable : variables) {
+    const ScopedEnv env(variable.name, variable.value);
+    EXPECT_EQ(WPDBExecute("SELECT 1"), 0) << variable.name;
   }
   EXPECT_EQ(ORVADBConnect("localhost", "admin", "wrong", "surveillance"), nullptr);
   EXPECT_EQ(ORVADBConnect("localhost", "admin", gszDBPass, "dbname=surveillance"), nullptr)
