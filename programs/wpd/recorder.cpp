@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <thread>
 #include <utility>
 
 namespace wpd {
@@ -136,7 +137,12 @@ void Recorder::OnTick() {
 }
 
 bool Recorder::Close(std::chrono::milliseconds limit) {
-  const std::unique_lock lock(mutex_, limit);
+  const Clock::time_point deadline = Clock::now() + limit;
+  std::unique_lock lock(mutex_, std::try_to_lock);
+  while (!lock.owns_lock() && Clock::now() < deadline) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    (void)lock.try_lock();  // the loop asks
+  }
   if (!lock.owns_lock()) return false;
   closed_ = true;
   End();

@@ -53,7 +53,7 @@ class Recorder {
 
   const Settings settings_;
   const RowSink sink_;
-  std::timed_mutex mutex_;  // guards all below
+  std::mutex mutex_;  // guards all below
   Camera camera_;
   std::unique_ptr<Recording> recording_;
   RecordingType mode_ = RECORDING_NONE;  // under which recording_ was begun

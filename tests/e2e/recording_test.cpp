@@ -68,6 +68,7 @@ TEST_F(Recording, KeepsEveryFrameOfEveryDialect) {
     std::string url = line.camera->Url();
     url.insert(7, "me:s:e%20c@");
     line.id = AddCamera(dialect, url);
+    EXPECT_EQ(Ctl({"camera", "set", line.id, "--fps", "1"}).status, 0);
     line.daemon = StartDaemon(line.id);
     lines.push_back(std::move(line));
   }
@@ -89,7 +90,7 @@ TEST_F(Recording, KeepsEveryFrameOfEveryDialect) {
     EXPECT_EQ(fs::file_size(Folder(line.name) + "/@eaDir/" + rows[0]["path"].get<std::string>() +
                             "/ORVAWP:MOTION.log"),
               5 + frames.size());
-    // The rate that was measured, not the one that the camera's record expects.
+    // The rate that was measured, far from the one frame a second that the camera's record expects.
     const Result rate = RunProgram({"ffprobe",
                                     "-v",
                                     "error",
@@ -98,7 +99,8 @@ TEST_F(Recording, KeepsEveryFrameOfEveryDialect) {
                                     "-of",
                                     "csv=p=0",
                                     file});
-    EXPECT_NEAR(std::atof(rate.output.c_str()), 40, 2) << line.name << rate.output;
+    EXPECT_GE(std::atof(rate.output.c_str()), 5) << line.name << rate.output;
+    EXPECT_LE(std::atof(rate.output.c_str()), 50) << line.name << rate.output;
   }
 }
 
