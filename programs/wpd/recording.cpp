@@ -120,8 +120,8 @@ Recording::~Recording() {
 int Recording::Write(const Frame& frame, int level) {
   const int status = MJE_WriteFrame(&file_, frame.data, frame.size);
   if (status != MJE_OK) return status;
-  if (levels_ != nullptr)
-    (void)levels_->WriteLevel(level);  // a timeline with a gap is no reason to stop
+  if (levels_ != nullptr) pending_levels_.push_back(level);
+  if (pending_levels_.size() >= kLevelsAtOnce) WriteLevels();
   last_ = frame.steady;
   constexpr std::uint32_t kAlignment = watchpost::avi::kFrameAlignment;
   bytes_ +=
@@ -135,8 +135,9 @@ int Recording::Write(const Frame& frame, int level) {
 
 // Writes of single bytes, a frame's time apart, would cost a tenth of what recording costs.
 void Recording::WriteLevels() {
-  for (const int level : pending_levels_)
-    (void)levels_->WriteLevel(level);  // a timeline that ends early is refused
+  for (const int level : pending_levels_) {
+    (void)levels_->WriteLevel(level);  // a log that is too short is refused when it is read
+  }
   pending_levels_.clear();
 }
 

@@ -18,6 +18,7 @@ class WATCHPOST_API CameraPreset {
   /// `model_name` is copied; null counts as empty. `port` is the model's default HTTP port.
   CameraPreset(CAMERA_API api, const char* model_name, int port) noexcept;
 
+  [[nodiscard]] CAMERA_API Api() const noexcept { return api_; }
   [[nodiscard]] std::string ModelName() const noexcept { return model_name_; }
   [[nodiscard]] int Port() const noexcept { return port_; }
 

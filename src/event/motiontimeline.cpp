@@ -52,7 +52,8 @@ int GetMotionLevel(
   const std::int64_t slots = interval == 0 ? frames : CountSlots(start, duration, interval);
   if (slots > maxSlots) return -1;
 
-  const std::unique_ptr<unsigned char[]> levels(new (std::nothrow) unsigned char[frames]());
+  const std::unique_ptr<unsigned char[]> levels(
+      new (std::nothrow) unsigned char[static_cast<std::size_t>(frames)]());
   if (levels == nullptr) {
     WP_LOG("Out of memory!\n");
     return -1;

@@ -64,7 +64,7 @@ TEST(List, ErasesWithAndWithoutData) {
 
 TEST(List, RemovesEveryMatch) {
   list_node* first = list_push_back(nullptr, Value(1));
-  for (const std::uintptr_t number : {7, 2, 7, 7}) list_push_back(first, Value(number));
+  for (const std::uintptr_t number : Numbers{7, 2, 7, 7}) list_push_back(first, Value(number));
   EXPECT_EQ(list_find(first, Value(8)), nullptr);
   EXPECT_EQ(list_find(nullptr, Value(7)), nullptr);
   EXPECT_EQ(list_remove(first, Value(7)), nullptr);
