@@ -21,7 +21,7 @@ class Collector : public benchmark::BenchmarkReporter {
         std::fprintf(stderr, "%s: %s\n", run.benchmark_name().c_str(), run.error_message.c_str());
       const std::string& name = run.run_name.function_name;
       // Names of benchmarks that measure real time or take their own say so.
-      const bool real = run.run_name.time_type != "";
+      const bool real = !run.run_name.time_type.empty();
       times_[name].push_back(real ? run.GetAdjustedRealTime() : run.GetAdjustedCPUTime());
       failed_ = failed_ || run.error_occurred;
     }

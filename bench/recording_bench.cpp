@@ -46,6 +46,7 @@ double Milliseconds(const timeval& time) {
 // Runs a program for a while and ends it with SIGINT.
 Cost Measure(std::vector<std::string> arguments, unsigned int seconds) {
   std::vector<char*> argv;
+  argv.reserve(arguments.size() + 1);
   for (std::string& argument : arguments) argv.push_back(argument.data());
   argv.push_back(nullptr);
   posix_spawn_file_actions_t quiet;

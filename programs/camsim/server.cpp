@@ -18,7 +18,7 @@ constexpr char kFaultPath[] = "/fault/";
 
 std::string BasicCredentials(const std::string& user, const std::string& password) {
   char* encoded = HttpBase64Encode((user + ":" + password).c_str());
-  const std::string value = std::string("Basic ") + encoded;
+  std::string value = std::string("Basic ") + encoded;
   std::free(encoded);
   return value;
 }

@@ -44,7 +44,7 @@ std::string Address(const Camera& camera) {
 }
 
 std::string PictureText(const Camera& camera) {
-  const std::string rate = std::to_string(camera.GetFPS()) + " a second expected";
+  std::string rate = std::to_string(camera.GetFPS()) + " a second expected";
   if (camera.GetImageWidth() < 1 || camera.GetImageHeight() < 1) return rate;
   return std::to_string(camera.GetImageWidth()) + "x" + std::to_string(camera.GetImageHeight()) +
          ", " + rate;

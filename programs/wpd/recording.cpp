@@ -44,7 +44,7 @@ std::string ClaimName(const std::string& folder, const std::string& stem, std::s
   std::error_code failure;
   std::filesystem::create_directories(folder, failure);  // shows when the file is opened
   for (int number = 1; number < kMostNamesakes; ++number) {
-    const std::string name = stem + (number == 1 ? "" : "-" + std::to_string(number)) + ".avi";
+    std::string name = stem + (number == 1 ? "" : "-" + std::to_string(number)) + ".avi";
     const std::string path = folder + "/" + name;
     const watchpost::UniqueFd fd(open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644));
     if (fd.IsValid()) return name;

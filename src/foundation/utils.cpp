@@ -72,6 +72,6 @@ double TransformFromByteToMB(unsigned long long bytes) noexcept {
 }
 
 double TransByteToMB(long long bytes) noexcept {
-  return static_cast<double>(bytes / kBytesPerMB) +
-         static_cast<double>(bytes % kBytesPerMB) / kBytesPerMB;
+  const long long whole = bytes / kBytesPerMB;
+  return static_cast<double>(whole) + static_cast<double>(bytes % kBytesPerMB) / kBytesPerMB;
 }
