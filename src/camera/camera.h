@@ -112,6 +112,9 @@ class WATCHPOST_API Camera {
   /// Reads the row of the present id again.
   int Reload() noexcept;
 
+  /// Reads the regions of the present id again.
+  int ReloadMotionDet() noexcept;
+
   /// Inserts the record under its own id; logs nothing.
   int Insert() noexcept;
 
@@ -162,7 +165,6 @@ class WATCHPOST_API Camera {
   static constexpr int kDays = 7;
   static constexpr int kHours = 24;
 
-  int ReloadMotionDet() noexcept;
   void LoadSchedule(const std::string& text) noexcept;
   static void DumpField(const char* key, const char* value) noexcept;
   static void DumpField(const char* key, int value) noexcept;

@@ -260,7 +260,7 @@ std::list<Camera> CameraGetAll() noexcept {
   while (rows.Next()) {
     Camera camera;
     (void)camera.PutRowIntoClassCamera(result.get(), rows.Index());  // there is a result
-    (void)camera.GetMotionDet()->Reload(camera.GetId());             // fails for negative ids only
+    (void)camera.ReloadMotionDet();  // a camera without its regions is still listed
     cameras.push_back(camera);
   }
   return cameras;

@@ -21,7 +21,8 @@ class WATCHPOST_API Event {
   /// Not stored; every number 0, no path.
   Event() noexcept = default;
 
-  /// Reads row `id`; without such a row the event counts as not stored.
+  /// Reads row `id`; without such a row the event counts as not stored. When the database cannot be
+  /// read it counts as stored, but is empty: look at the path before acting on it.
   explicit Event(int id) noexcept;
 
   /// A new recording, not stored yet. `path` is the file's name relative to the camera's storage

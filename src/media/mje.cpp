@@ -35,6 +35,15 @@ struct IndexDeleter {
 }  // namespace
 
 struct MJE_STATE {
+  MJE_STATE() = default;
+  MJE_STATE(const MJE_STATE&) = delete;
+  MJE_STATE& operator=(const MJE_STATE&) = delete;
+  // Closing alone would leave the file locked for as long as a forked child holds a copy of the
+  // descriptor.
+  ~MJE_STATE() {
+    if (fd.IsValid()) (void)flock(fd.Get(), LOCK_UN | LOCK_NB);
+  }
+
   std::array<char, 4096> path{};
   std::uint16_t width = 0;
   std::uint16_t height = 0;
@@ -268,5 +277,5 @@ int MJE_FinishCompress(MJE_HANDLE* handle) noexcept {
                         .micros_per_frame = avi::kTimeBase / state->fps,
                         .data_bytes = state->data_bytes});
   written = lseek(state->fd.Get(), 0, SEEK_SET) == 0 && WriteAviHeader(*state) && written;
-  return written ? MJE_OK : MJE_ERR_WRITE;  // closing the file gives the lock back
+  return written ? MJE_OK : MJE_ERR_WRITE;
 }

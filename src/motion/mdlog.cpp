@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cstdint>
+#include <utility>
 
 #include "foundation/byteorder.h"
 #include "foundation/log_internal.h"
@@ -29,7 +30,8 @@ bool ReadAll(int fd, unsigned char* to, std::size_t length) {
 
 MDLog::MDLog(std::string path, int headerByte) noexcept
     : fd_(ORVAEAOpen(path.c_str(), kStream, O_WRONLY | O_CREAT)) {
-  if (fd_ <= 0) return;
+  if (fd_ == 0) (void)close(std::exchange(fd_, -1));  // descriptor 0 counts as none
+  if (fd_ < 0) return;
   PrintQuartet(0);
   const auto byte = static_cast<unsigned char>(headerByte);
   (void)write(fd_, &byte, 1);  // a full disk shows at the first level

@@ -105,6 +105,7 @@ bool __tag_MIME_PRIV::StoreContentLength(const char* text) noexcept {
 
 StepResult __tag_MIME_PRIV::GetBodyInfo() noexcept {
   length_known = false;
+  content_length = 0;  // nothing of the part before may count as held
   for (int lines = 0; lines < kLongestSearch; ++lines) {
     if (ReadDataToLineEnd() != STEP_OK) return STEP_READ_FAILED;
     watchpost::LowerCase(line.data());

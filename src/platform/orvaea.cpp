@@ -44,11 +44,20 @@ int ORVAEAOpen(const char* path, const char* stream, int flags) noexcept {
     errno = EINVAL;
     return -1;
   }
-  if ((flags & O_CREAT) != 0) {
-    (void)mkdir(place->parent.c_str(), 0755);  // what is missing shows when the stream is opened
-    (void)mkdir(place->folder.c_str(), 0755);
+  const std::string file = place->folder + "/" + stream;
+  // Another process that removes the last streams of a neighbour takes the empty "@eaDir" away
+  // between two of these steps; a folder that is really missing ends the tries all the same.
+  constexpr int kTries = 10;
+  int fd = -1;
+  for (int tries = 0; tries < kTries; ++tries) {
+    if ((flags & O_CREAT) != 0) {
+      (void)mkdir(place->parent.c_str(), 0755);  // what is missing shows when the stream is opened
+      (void)mkdir(place->folder.c_str(), 0755);
+    }
+    fd = open(file.c_str(), flags | O_CLOEXEC | O_NOFOLLOW, 0644);
+    if (fd >= 0 || errno != ENOENT || (flags & O_CREAT) == 0) break;
   }
-  return open((place->folder + "/" + stream).c_str(), flags | O_CLOEXEC | O_NOFOLLOW, 0644);
+  return fd;
 }
 
 int ORVAEARemove(const char* path) noexcept {

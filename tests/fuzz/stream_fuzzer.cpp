@@ -1,4 +1,5 @@
-// Any bytes as a camera's answer: the HTTP head, the multipart stream and its parts, through a real connection.
+// Any bytes as a camera's answer: the HTTP head, the multipart stream and its parts, through a real
+// connection.
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
@@ -72,7 +73,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     unsigned int length = 0;
     char type[16];
     if (fetch.NextPartInfo(length, type, sizeof type) != MF_OK) break;
-    const MF_STATUS status = fetch.FetchContent(buffer.data(), static_cast<unsigned int>(buffer.size()));
+    const MF_STATUS status =
+        fetch.FetchContent(buffer.data(), static_cast<unsigned int>(buffer.size()));
     if (status == MF_ERR_BUFFER_SMALL) fetch.DropData();
     if (status != MF_OK) break;
   }

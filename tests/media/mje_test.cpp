@@ -4,10 +4,13 @@
 #include <signal.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <cstring>
 
 #include "foundation/byteorder.h"
+#include "foundation/utils.h"
 #include "support/tempdir.h"
 
 using watchpost::LoadLe32;
@@ -118,6 +121,20 @@ TEST_F(AviWriter, RefusesSenselessArguments) {
   EXPECT_EQ(MJE_FinishCompress(&file_), MJE_OK);
   EXPECT_EQ(MJE_CreateCompress(&file_, (dir_ / "no/such/folder").c_str(), 8, 8, 25), MJE_ERR_OPEN);
   EXPECT_EQ(file_, nullptr);
+}
+
+TEST_F(AviWriter, UnlocksTheFileThoughAForkedChildHoldsACopy) {
+  ASSERT_EQ(MJE_CreateCompress(&file_, path_.c_str(), 8, 8, 25), MJE_OK);
+  const pid_t child = fork();
+  if (child == 0) {
+    (void)pause();
+    _exit(0);
+  }
+  EXPECT_EQ(IsFileLocked(path_.c_str()), 1);
+  EXPECT_EQ(MJE_FinishCompress(&file_), MJE_OK);
+  EXPECT_EQ(IsFileLocked(path_.c_str()), 0);
+  kill(child, SIGKILL);
+  (void)waitpid(child, nullptr, 0);
 }
 
 TEST_F(AviWriter, KeepsASecondWriterOffWhoHasTruncatedByThen) {

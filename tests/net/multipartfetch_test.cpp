@@ -193,6 +193,21 @@ TEST(Multipart, KeepsAPartThatDoesNotFitAndSkipsItOnRequest) {
   EXPECT_EQ(camera.Requests().size(), 1U);
 }
 
+TEST(Multipart, HoldsNothingOfAPartWhoseHeaderFailed) {
+  const std::string large(1000000, 'l');
+  FakeCamera camera({kHead + Part(large)});
+  MultipartFetch fetch = Open(camera);
+  std::vector<unsigned char> buffer(2 * large.size(), 'u');
+  unsigned int length = 0;
+  char type[16];
+  ASSERT_EQ(fetch.NextPartInfo(length, type, sizeof type), MF_OK);
+  ASSERT_EQ(fetch.FetchContent(buffer.data(), static_cast<unsigned int>(buffer.size())), MF_OK);
+  ASSERT_EQ(fetch.NextPartInfo(length, type, sizeof type), MF_ERR_PART_TYPE);
+  buffer.assign(buffer.size(), 'u');
+  EXPECT_EQ(fetch.FetchContent(buffer.data(), static_cast<unsigned int>(buffer.size())), MF_OK);
+  EXPECT_EQ(buffer[0], 'u') << "and no byte of another buffer";
+}
+
 TEST(Multipart, SkipsALengthThatLiesWithoutHanging) {
   FakeCamera camera({kHead + "Content-Type: t\r\nContent-Length: 2147483647\r\n\r\nshort"});
   MultipartFetch fetch = Open(camera);
