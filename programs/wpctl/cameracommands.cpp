@@ -17,6 +17,7 @@
 
 #include "cameraform.h"
 #include "cameras.h"
+#include "cameraurl.h"
 #include "commands.h"
 #include "report.h"
 #include "scheduletext.h"
@@ -26,6 +27,9 @@ namespace {
 
 constexpr int kRecordingService = 9;
 constexpr std::size_t kLongestFolder = 256;
+constexpr char kNoService[] =
+    "the service's folder is not known: set volume and path in section [service 9] of "
+    "/etc/orvainfo.conf";
 
 std::string LimitText(bool on, int limit, const char* unit) {
   return on ? std::to_string(limit) + " " + unit : "off";
@@ -87,10 +91,7 @@ nlohmann::ordered_json ToJson(const Camera& camera) {
 bool ChooseFolder(Camera& camera, std::string& error) {
   ORVA_SERVICE_INFO info{};
   if (ORVAServiceInfoGet(kRecordingService, &info) <= 0) {
-    error =
-        "the service's folder is not known: set volume and path in section [service 9] of "
-        "/etc/orvainfo.conf, or give "
-        "--folder";
+    error = std::string(kNoService) + "; or give --folder";
     return false;
   }
   camera.SetStoragePath(std::string(info.path) + "/" + camera.GetName());
@@ -99,22 +100,47 @@ bool ChooseFolder(Camera& camera, std::string& error) {
   return false;
 }
 
+// Whether one of two folders is the other, or lies in it.
+bool Overlap(const std::string& a, const std::string& b) {
+  return (a + "/").starts_with(b + "/") || (b + "/").starts_with(a + "/");
+}
+
+// Removing a camera removes its folder whole: it must hold nothing but the camera's recordings.
+bool IsOwnFolder(const Camera& camera, std::string& error) {
+  const std::string folder = camera.GetStoragePath();
+  ORVA_SERVICE_INFO info{};
+  const bool known = ORVAServiceInfoGet(kRecordingService, &info) > 0;
+  if (folder == "/" || (known && (std::string(info.path) + "/").starts_with(folder + "/"))) {
+    error = folder + " holds more than one camera's recordings; give a folder of its own";
+    return false;
+  }
+  for (const Camera& other : CameraGetAll()) {
+    if (other.GetId() == camera.GetId() || !Overlap(folder, other.GetStoragePath())) continue;
+    error = folder + " overlaps " + other.GetStoragePath() + ", the folder of camera " +
+            std::to_string(other.GetId());
+    return false;
+  }
+  return true;
+}
+
+// A folder that somebody names must not hold anything yet.
+bool IsFresh(const std::string& folder, std::string& error) {
+  std::error_code failure;
+  if (!std::filesystem::exists(folder, failure) || std::filesystem::is_empty(folder, failure))
+    return true;
+  error = folder + " is not empty; a camera's folder goes with the camera, so give a new one";
+  return false;
+}
+
 // No two cameras may share a name or a folder.
 bool IsUnique(const Camera& camera, std::string& error) {
   for (const Camera& other : CameraGetAll()) {
-    if (other.GetId() == camera.GetId()) continue;
-    if (other.GetName() == camera.GetName()) {
-      error = "there is a camera \"" + camera.GetName() + "\" already, id " +
-              std::to_string(other.GetId());
-      return false;
-    }
-    if (other.GetStoragePath() == camera.GetStoragePath()) {
-      error = "camera " + std::to_string(other.GetId()) + " already records into " +
-              camera.GetStoragePath();
-      return false;
-    }
+    if (other.GetId() == camera.GetId() || other.GetName() != camera.GetName()) continue;
+    error = "there is a camera \"" + camera.GetName() + "\" already, id " +
+            std::to_string(other.GetId());
+    return false;
   }
-  return true;
+  return IsOwnFolder(camera, error);
 }
 
 bool MakeFolder(const Camera& camera, std::string& error) {
@@ -130,11 +156,14 @@ int Add(const CameraForm& form, const std::string& mode) {
   camera.SetFPS(25);
   camera.EnableMotionLog(true);
   std::string error;
-  if (!form.url && !form.host) return WrongUsage("give the camera's URL, or --host and --path");
+  if (!form.url && !form.host && !(form.path && IsUrl(*form.path))) {
+    return WrongUsage("give the camera's URL, or --host and --path");
+  }
   if (!FillIn(form, camera, error) || !ApplyScheduleRule("all " + mode, camera, error))
     return WrongUsage(error);
   if (!RequireDatabase()) return kFailed;
-  if (!form.folder && !ChooseFolder(camera, error)) return Failed(error);
+  if (form.folder ? !IsFresh(*form.folder, error) : !ChooseFolder(camera, error))
+    return Failed(error);
   if (!IsUnique(camera, error) || !MakeFolder(camera, error)) return Failed(error);
   if (camera.Save(false) != 0)
     return Failed("the database did not take the camera; is there space left?");
@@ -207,7 +236,11 @@ int Set(const std::string& which, const CameraForm& form) {
   std::optional<Camera> camera = FindCamera(which);
   if (!camera) return kFailed;
   std::string error;
+  const std::string before = camera->strSqlUpdate();
   if (!FillIn(form, *camera, error)) return WrongUsage(error);
+  if (camera->strSqlUpdate() == before)
+    return WrongUsage("nothing to change; wpctl camera set --help lists the options");
+  if (form.folder && !IsFresh(*form.folder, error)) return Failed(error);
   if (!IsUnique(*camera, error)) return Failed(error);
   camera->Validate();
   if (camera->Update() != 0) return Failed("the database did not take the change");
@@ -225,6 +258,8 @@ int Remove(const std::string& which, bool yes) {
     return Failed("the daemon of camera " + title + " is running; stop it first: kill -INT " +
                   std::to_string(*pid));
   }
+  ORVA_SERVICE_INFO info{};
+  if (ORVAServiceInfoGet(kRecordingService, &info) <= 0) return Failed(kNoService);
   const int recordings = GetEventCount(camera->GetId(), 0, 0, EVENT_CAUSE_ANY);
   if (!yes && !Confirm("Remove camera " + title + " with its " + std::to_string(recordings) +
                        " recordings in " + camera->GetStoragePath() + "?")) {
@@ -232,6 +267,12 @@ int Remove(const std::string& which, bool yes) {
   }
   if (camera->Delete() != 0)
     return Failed("camera " + title + " could not be removed; the system log says why");
+  std::error_code failure;
+  if (std::filesystem::exists(camera->GetStoragePath(), failure)) {
+    return Failed("camera " + title + " was removed, but its files are still in " +
+                  camera->GetStoragePath() +
+                  ": they could not be moved to @tmp of the service's volume; remove them by hand");
+  }
   std::printf("Camera %s removed with its %d recordings.\n", Printable(title).c_str(), recordings);
   return kDone;
 }

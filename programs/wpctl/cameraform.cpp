@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cstdio>
+#include <filesystem>
 
 #include "cameraurl.h"
 
@@ -16,12 +17,14 @@ bool HasControls(const std::string& text) {
 
 // Recordings lie in a folder of the camera's name.
 bool CheckName(const std::string& name, std::string& error) {
-  if (!name.empty() && name.size() <= 200 && name[0] != '.' && name[0] != '@' &&
-      !HasControls(name) && name.find('/') == std::string::npos) {
+  const bool number = name.find_first_not_of("0123456789") == std::string::npos;  // an id, or empty
+  if (!number && name.size() <= 200 && name[0] != '.' && name[0] != '@' && !HasControls(name) &&
+      name.find('/') == std::string::npos) {
     return true;
   }
   error =
-      "a name has 1 to 200 bytes, does not begin with \".\" or \"@\" and holds no \"/\" or control "
+      "a name has 1 to 200 bytes, is no mere number, does not begin with \".\" or \"@\" and holds "
+      "no \"/\" or control "
       "characters";
   return false;
 }
@@ -35,19 +38,19 @@ bool CheckLogin(const std::string& text, const char* what, std::string& error) {
 bool FillUrl(const std::string& text, Camera& camera, std::string& error) {
   const std::optional<CameraUrl> url = ParseCameraUrl(text, error);
   if (!url) return false;
-  camera.SetHost(url->host);
-  camera.SetPort(url->port);
-  camera.SetPath(url->path);
-  if (!url->user.empty()) {
+  // The login of one host is not for another.
+  if (!url->user.empty() || url->host != camera.GetHost()) {
     camera.SetUsername(url->user);
     camera.SetPassword(url->password);
   }
+  camera.SetHost(url->host);
+  camera.SetPort(url->port);
+  camera.SetPath(url->path);
   return true;
 }
 
-// A whole address serves as a path too.
 bool FillPath(std::string path, Camera& camera, std::string& error) {
-  if (path.find("://") != std::string::npos) return FillUrl(path, camera, error);
+  if (IsUrl(path)) return FillUrl(path, camera, error);
   if (!NormalizePath(path, error)) return false;
   camera.SetPath(path);
   return true;
@@ -66,6 +69,10 @@ bool FillAddress(const CameraForm& form, Camera& camera, std::string& error) {
   if (form.path && !FillPath(*form.path, camera, error)) return false;
   if (form.user) camera.SetUsername(*form.user);
   if (form.password) camera.SetPassword(*form.password);
+  if (camera.GetUsername().empty() != camera.GetPassword().empty()) {
+    error = "a user name and a password go together; neither may be empty";
+    return false;
+  }
   return CheckLogin(camera.GetUsername(), "a user name", error) &&
          CheckLogin(camera.GetPassword(), "a password", error);
 }
@@ -112,7 +119,7 @@ bool FillLimits(const CameraForm& form, Camera& camera, std::string& error) {
 
 bool FillFolder(const CameraForm& form, Camera& camera, std::string& error) {
   if (form.folder) {
-    std::string folder = *form.folder;
+    std::string folder = std::filesystem::path(*form.folder).lexically_normal();
     while (folder.size() > 1 && folder.ends_with('/')) folder.pop_back();
     if (!folder.starts_with('/') || folder.size() > 256 || HasControls(folder)) {
       error = "a folder is an absolute path of at most 256 bytes";

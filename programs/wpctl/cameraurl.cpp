@@ -35,9 +35,14 @@ bool ParsePort(std::string_view text, int& port) {
 
 }  // namespace
 
+bool IsUrl(const std::string& text) {
+  const std::size_t scheme = text.find("://");
+  return scheme != std::string::npos && scheme > 0 && scheme < text.find_first_of("/?#");
+}
+
 bool IsHost(const std::string& host) {
   const auto wrong = [](unsigned char c) {
-    return c <= ' ' || c == 0x7F || c == '/' || c == '@' || c == ':';
+    return c <= ' ' || c == 0x7F || c == '/' || c == '@' || c == ':' || c == '?';
   };
   return !host.empty() && host.size() <= 256 && std::none_of(host.begin(), host.end(), wrong);
 }
@@ -59,19 +64,22 @@ bool NormalizePath(std::string& path, std::string& error) {
 
 std::optional<CameraUrl> ParseCameraUrl(const std::string& text, std::string& error) {
   std::string_view rest = text;
-  const std::size_t scheme = rest.find("://");
-  if (scheme != std::string_view::npos && scheme < rest.find('/')) {
-    if (rest.substr(0, scheme) != "http") {
-      error =
-          "cameras are reached by http:// only, not " + std::string(rest.substr(0, scheme)) + "://";
+  rest = rest.substr(0, rest.find('#'));
+  if (IsUrl(text)) {
+    std::string scheme(rest.substr(0, rest.find("://")));
+    std::transform(scheme.begin(), scheme.end(), scheme.begin(), [](unsigned char c) {
+      return std::tolower(c);
+    });
+    if (scheme != "http") {
+      error = "cameras are reached by http:// only, not " + scheme + "://";
       return std::nullopt;
     }
-    rest.remove_prefix(scheme + 3);
+    rest.remove_prefix(scheme.size() + 3);
   }
   CameraUrl url;
-  const std::size_t slash = std::min(rest.find('/'), rest.size());
-  std::string_view authority = rest.substr(0, slash);
-  url.path = rest.substr(slash);
+  const std::size_t authority_end = std::min(rest.find_first_of("/?"), rest.size());
+  std::string_view authority = rest.substr(0, authority_end);
+  url.path = rest.substr(authority_end);
   const std::size_t at = authority.rfind('@');
   if (at != std::string_view::npos) {
     const std::string_view login = authority.substr(0, at);

@@ -18,6 +18,9 @@ struct CameraUrl {
 /// right, when it is no such address.
 std::optional<CameraUrl> ParseCameraUrl(const std::string& text, std::string& error);
 
+/// Whether the text begins with a scheme, as "http://host" does.
+bool IsUrl(const std::string& text);
+
 /// A stream path as it is stored: without its leading slashes. False, with `error`, for one that
 /// cannot stand in a request line.
 bool NormalizePath(std::string& path, std::string& error);

@@ -1,6 +1,7 @@
 // wpctl: administration of cameras, schedules and recordings.
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <string>
 
 #include "commands.h"
@@ -13,6 +14,21 @@ std::string CalledCommand(const CLI::App& app) {
   std::string name = app.get_name();
   for (const CLI::App* command : app.get_subcommands()) name += " " + CalledCommand(*command);
   return name;
+}
+
+// The first word that should name a command and does not; empty when all do.
+std::string UnknownCommand(const CLI::App& app, int argc, char** argv) {
+  const CLI::App* at = &app;
+  for (int i = 1; i < argc && argv[i][0] != '-'; ++i) {
+    const auto commands = at->get_subcommands([](const CLI::App*) { return true; });
+    if (commands.empty()) return "";
+    const auto named = std::find_if(commands.begin(), commands.end(), [&](const CLI::App* command) {
+      return command->get_name() == argv[i];
+    });
+    if (named == commands.end()) return argv[i];
+    at = *named;
+  }
+  return "";
 }
 
 }  // namespace
@@ -36,8 +52,10 @@ int main(int argc, char** argv) {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
     if (error.get_exit_code() == 0) return app.exit(error);
-    return wpctl::WrongUsage(std::string(error.what()) + " (" + CalledCommand(app) +
-                             " --help tells more)");
+    const std::string unknown = UnknownCommand(app, argc, argv);
+    const std::string what =
+        unknown.empty() ? error.what() : "there is no command \"" + unknown + "\"";
+    return wpctl::WrongUsage(what + " (" + CalledCommand(app) + " --help tells more)");
   }
   return status;
 }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cctype>
 #include <charconv>
 #include <optional>
 #include <sstream>
@@ -15,7 +16,7 @@ constexpr int kHours = 24;
 constexpr std::array<const char*, kDays> kDayNames{"sun", "mon", "tue", "wed", "thu", "fri", "sat"};
 constexpr std::array<const char*, 3> kModeNames{"none", "continuous", "motion"};
 constexpr char kForm[] =
-    "a rule is DAYS [HOURS] MODE, such as \"mon-fri 8-18 motion\" or \"all continuous\"";
+    "a rule is DAYS [HOURS] MODE in quotes, such as \"mon-fri 8-18 motion\" or \"all continuous\"";
 
 using Week = std::array<std::array<bool, kHours>, kDays>;
 
@@ -81,7 +82,10 @@ bool ParseHours(const std::string& text, std::array<bool, 2 * kHours>& hours) {
 }
 
 bool ParseRule(const std::string& rule, Week& week, RecordingType& mode) {
-  std::istringstream stream(rule);
+  std::string lower = rule;
+  std::transform(
+      lower.begin(), lower.end(), lower.begin(), [](unsigned char c) { return std::tolower(c); });
+  std::istringstream stream(lower);
   std::vector<std::string> words;
   for (std::string word; stream >> word;) words.push_back(word);
   if (words.size() < 2 || words.size() > 3) return false;

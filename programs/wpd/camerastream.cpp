@@ -20,7 +20,9 @@ constexpr std::chrono::milliseconds kLongestPause{30000};
 constexpr std::chrono::seconds kSteady{10};
 constexpr std::size_t kFirstBuffer = 128 << 10;
 
-constexpr int kRubbish = -1;  // beside the MF_STATUS values
+// Beside the MF_STATUS values.
+constexpr int kRubbish = -1;
+constexpr int kTooLong = -2;
 
 std::string Title(const Camera& camera) {
   return "camera " + std::to_string(camera.GetId()) + " (" + camera.GetName() + ")";
@@ -56,11 +58,14 @@ const char* ReasonOf(int status) {
     case MF_ERR_PART_TYPE:
     case MF_ERR_PART_LENGTH:
     case MF_ERR_BOUNDARY:
-      return "broke off its stream, or writes it in a way this client does not take";
+      return "broke off its stream, or writes it in a way this client does not take (pictures "
+             "above 256 KiB without length are one)";
     case MF_ERR_NOT_INIT:
       return "has no valid address";
     case kRubbish:
-      return "sends no whole pictures";
+      return "sends no pictures";
+    case kTooLong:
+      return "sends pictures above largest_frame_kibibytes";
     default:
       return "answers with something that is no stream";
   }
@@ -73,12 +78,13 @@ CameraStream::CameraStream(const Settings& settings, const Camera& camera, Recor
       recorder_(recorder),
       buffer_(kFirstBuffer),
       camera_(camera),
-      lost_(Title(camera) + ": delivers again") {}
+      lost_(Title(camera) + ": delivers again", kSteady) {}
 
 bool CameraStream::Start() {
   wake_.Reset(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
   deadline_.Reset(timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK));
   interrupt_.Reset(epoll_create1(EPOLL_CLOEXEC));
+  if (!wake_.IsValid() || !deadline_.IsValid() || !interrupt_.IsValid()) return false;
   epoll_event readable{};
   readable.events = EPOLLIN;
   if (epoll_ctl(interrupt_.Get(), EPOLL_CTL_ADD, wake_.Get(), &readable) != 0 ||
@@ -138,7 +144,8 @@ CameraStream::Outcome CameraStream::FollowStream(const Camera& camera) {
                        camera.GetUsername().c_str(),
                        camera.GetPassword().c_str());
   deadline_set_ = {};
-  PutDeadlineOff(Clock::now());
+  Clock::time_point last_picture = Clock::now();
+  PutDeadlineOff(last_picture);
   bool only_rubbish = false;
   for (;;) {
     std::uint32_t size = 0;
@@ -148,28 +155,31 @@ CameraStream::Outcome CameraStream::FollowStream(const Camera& camera) {
       if (stopped_) return Outcome::kStopped;
       if (changed_) return Outcome::kChanged;
     }
-    if (status > MF_OK) {
-      OnLost(camera, only_rubbish ? kRubbish : status);
+    if (status != MF_OK) {
+      OnLost(camera, only_rubbish && status > MF_OK ? kRubbish : status);
       return Outcome::kLost;
     }
     const Frame frame{buffer_.data(), size, std::chrono::system_clock::now(), Clock::now()};
-    only_rubbish = status == kRubbish || !recorder_.OnFrame(frame);
-    if (only_rubbish) continue;  // does not put the deadline off
-    PutDeadlineOff(frame.steady);
-    OnDelivering(camera);
+    only_rubbish = !recorder_.OnFrame(frame);
+    if (!only_rubbish) {
+      last_picture = frame.steady;
+      PutDeadlineOff(frame.steady);
+      OnDelivering(camera);
+    } else if (frame.steady - last_picture > settings_.frame_timeout) {
+      // One that sends without a pause is never waited for, so that the timer alone would not end
+      // it.
+      OnLost(camera, kRubbish);
+      return Outcome::kLost;
+    }
   }
 }
 
-// Fetches the next frame into the buffer: an MF_STATUS, or kRubbish for a part that is too long or
-// empty.
+// Fetches the next part into the buffer: an MF_STATUS, or kTooLong.
 int CameraStream::FetchFrame(MultipartFetch& fetch, std::uint32_t& size) {
   char type[64];
   const MF_STATUS status = fetch.NextPartInfo(size, type, sizeof type);
   if (status != MF_OK) return status;
-  if (size == 0 || size > settings_.largest_frame) {
-    fetch.DropData();
-    return kRubbish;
-  }
+  if (size > settings_.largest_frame) return kTooLong;
   if (buffer_.size() < size) buffer_.resize(size);
   return fetch.FetchContent(buffer_.data(), static_cast<unsigned int>(buffer_.size()));
 }
@@ -183,8 +193,8 @@ void CameraStream::OnDelivering(const Camera& camera) {
       Log("%s: delivers from %s", Title(camera).c_str(), Address(camera).c_str());
     was_connected_ = true;
   }
-  if (now - delivering_since_ < kSteady) return;
   lost_.End();
+  if (now - delivering_since_ < kSteady) return;
   told_refusal_ = MF_OK;
   pause_ = {};
 }

@@ -19,6 +19,7 @@ namespace {
 using std::chrono::milliseconds;
 
 constexpr milliseconds kLongestReport{45000};
+constexpr milliseconds kReportSlice{250};
 // Together below the 5 seconds in which a daemon has to stop.
 constexpr milliseconds kFetchEnds{1500};
 constexpr milliseconds kFrameEnds{1000};
@@ -31,11 +32,10 @@ sigset_t WaitedSignals() {
   return set;
 }
 
-// The next signal; 0 after a second without one.
-int NextSignal() {
+// The next signal; 0 when none comes within `limit`.
+int NextSignal(timespec limit) {
   const sigset_t set = WaitedSignals();
-  const timespec second{1, 0};
-  const int number = sigtimedwait(&set, nullptr, &second);
+  const int number = sigtimedwait(&set, nullptr, &limit);
   return number > 0 ? number : 0;
 }
 
@@ -60,8 +60,8 @@ class Daemon {
     }
     rows_.Report(DAEMON_STATUS_RUNNING);
     int status = 0;
-    if (readiness.HasLauncher() && !rows_.Flush(kLongestReport)) {
-      readiness.Fail("the database stopped answering before the daemon was running");
+    if (readiness.HasLauncher() && !IsReported()) {
+      readiness.Fail("stopped before the database had taken the daemon's status");
       status = 1;
     } else {
       readiness.Succeed();
@@ -72,10 +72,22 @@ class Daemon {
   }
 
  private:
+  // Whether the database took the status, before it took too long or a signal asked the daemon to
+  // stop.
+  bool IsReported() {
+    const auto deadline = std::chrono::steady_clock::now() + kLongestReport;
+    while (!rows_.Flush(kReportSlice)) {
+      const int number = NextSignal({0, 0});
+      if (number == SIGINT || number == SIGTERM || std::chrono::steady_clock::now() > deadline)
+        return false;
+    }
+    return true;
+  }
+
   void Serve() {
     Log("camera %d (%s): daemon runs", camera_.GetId(), camera_.GetName().c_str());
     for (;;) {
-      const int number = NextSignal();
+      const int number = NextSignal({1, 0});
       if (number == SIGINT || number == SIGTERM) return;
       if (number == SIGHUP) rows_.Reload();
       if (const std::optional<Camera> changed = rows_.TakeReloaded()) {
@@ -92,9 +104,11 @@ class Daemon {
     const bool recording_ended = recorder_.Close(kFrameEnds);
     rows_.Report(DAEMON_STATUS_STOPPED);
     const bool rows_written = rows_.Flush(kRowsEnd);
-    if (!rows_written)
+    if (!rows_written) {
+      rows_.KeepRows();
       Log("camera %d: the database did not take all rows; the next start writes them",
           camera_.GetId());
+    }
     Log("camera %d (%s): daemon ends", camera_.GetId(), camera_.GetName().c_str());
     // A thread that still hangs somewhere must not be waited for, nor find its objects gone.
     if (!fetch_ended || !recording_ended || !rows_written) _exit(status);

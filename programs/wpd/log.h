@@ -1,6 +1,7 @@
 // The daemon's messages to the operator, in the system log. Thread-safe.
 #pragma once
 
+#include <chrono>
 #include <mutex>
 #include <string>
 
@@ -9,26 +10,32 @@ namespace wpd {
 /// Opens the log; in the foreground, messages also go to standard error.
 void OpenLog(bool foreground);
 
-/// Writes one line. The format is a literal; what comes from outside is an argument.
+/// Writes one line, whatever the arguments hold: control characters are shown as '?'. The format is
+/// a literal; what comes from outside is an argument.
 [[gnu::format(printf, 1, 2)]] void Log(const char* format, ...);
 
 /// A spell of trouble: one line when it begins and one when it is over, however often it is
 /// reported between. Thread-safe.
 class Spell {
  public:
-  /// `over` is the line that ends a spell.
-  explicit Spell(std::string over) : over_(std::move(over)) {}
+  /// `over` is the line that ends a spell. One is over when all has been well for `steady`: what
+  /// comes and goes is one spell.
+  explicit Spell(std::string over, std::chrono::seconds steady = std::chrono::seconds(0))
+      : over_(std::move(over)), steady_(steady) {}
 
   /// Reports the trouble; returns true, and logs `message`, when this begins a spell.
   bool Begin(const std::string& message);
 
-  /// Reports that all is well again.
+  /// Reports that all is well at the moment. With a `steady` above 0, to be called again and again.
   void End();
 
  private:
-  std::mutex mutex_;
-  std::string over_;
+  const std::string over_;
+  const std::chrono::seconds steady_;
+  std::mutex mutex_;  // guards all below
   bool lasting_ = false;
+  bool well_ = true;
+  std::chrono::steady_clock::time_point well_since_;
 };
 
 }  // namespace wpd

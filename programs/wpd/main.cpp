@@ -1,5 +1,6 @@
 // wpd: the recording daemon of one camera.
 
+#include <fcntl.h>
 #include <unistd.h>
 #include <watchpost/camera/camera.h>
 #include <watchpost/foundation/wpdb.h>
@@ -38,7 +39,15 @@ bool LoadCamera(int id, Camera& camera, std::string& error) {
   return false;
 }
 
+// Descriptors 0 to 2 are always open: the lock must not become what is then written to.
+void OpenStandardStreams() {
+  int fd = open("/dev/null", O_RDWR);
+  while (fd >= 0 && fd <= STDERR_FILENO) fd = open("/dev/null", O_RDWR);
+  if (fd > STDERR_FILENO) (void)close(fd);
+}
+
 int Run(const Options& options) {
+  OpenStandardStreams();
   // Nothing that was open in whoever started the daemon stays open in it.
   if (!options.foreground) (void)close_range(3, ~0U, 0);
   wpd::OpenLog(options.foreground);
@@ -65,7 +74,7 @@ int main(int argc, char** argv) {
   Options options;
   app.add_option("-c,--camera", options.camera_id, "Id of the camera")
       ->required()
-      ->check(CLI::PositiveNumber);
+      ->check(CLI::Range(1, INT32_MAX));
   app.add_flag("-f,--foreground",
                options.foreground,
                "Stay in the foreground and log to standard error too");

@@ -13,6 +13,9 @@ namespace {
 
 constexpr std::chrono::seconds kShortestSuspension{1};
 constexpr std::chrono::seconds kLongestSuspension{30};
+constexpr std::chrono::seconds kSteady{10};
+// The index of a file grows in memory with each frame, however small.
+constexpr int kMostFrames = 400000;
 
 std::string Title(const Camera& camera) {
   return "camera " + std::to_string(camera.GetId()) + " (" + camera.GetName() + ")";
@@ -32,8 +35,8 @@ Recorder::Recorder(const Settings& settings, const Camera& camera, RowSink sink)
     : settings_(settings),
       sink_(std::move(sink)),
       camera_(camera),
-      disk_trouble_(Title(camera) + ": recording again"),
-      no_pictures_(Title(camera) + ": sends pictures again") {}
+      disk_trouble_(Title(camera) + ": recording again", kSteady),
+      no_pictures_(Title(camera) + ": sends pictures again", kSteady) {}
 
 void Recorder::SetCamera(const Camera& camera) {
   const std::lock_guard lock(mutex_);
@@ -64,7 +67,8 @@ bool Recorder::OnFrame(const Frame& frame) {
 bool Recorder::NeedsNewFile(const Frame& frame, PictureSize size, RecordingType mode) const {
   return mode != mode_ || !(size == recording_->Size()) ||
          recording_->Age(frame.steady) >= settings_.cut_after ||
-         recording_->Bytes() + frame.size > settings_.cut_bytes;
+         recording_->Bytes() + frame.size > settings_.cut_bytes ||
+         recording_->Row().frames >= kMostFrames;
 }
 
 // After a failed write the file stays open without growing: it can be finished properly once there
@@ -133,7 +137,13 @@ void Recorder::OnConnectionLost() {
 void Recorder::OnTick() {
   const std::unique_lock lock(mutex_, std::try_to_lock);
   if (!lock.owns_lock() || recording_ == nullptr) return;
-  if (camera_.GetCurrentSchedule() != mode_) End();
+  if (!recording_->IsInPlace()) {
+    disk_trouble_.Begin(Title(camera_) + ": " + recording_->Row().path +
+                        " has gone from its folder; beginning another");
+    End();
+  } else if (camera_.GetCurrentSchedule() != mode_) {
+    End();
+  }
 }
 
 bool Recorder::Close(std::chrono::milliseconds limit) {

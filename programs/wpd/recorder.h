@@ -33,7 +33,8 @@ class Recorder {
   /// Ends the present recording: there will be no frames for a while.
   void OnConnectionLost();
 
-  /// Ends a recording whose hour is over, also when no frame comes. Called about once a second.
+  /// Ends a recording whose hour is over, or whose file somebody took away, also when no frame
+  /// comes. Called about once a second.
   void OnTick();
 
   /// Ends the present recording and takes no more frames. False when the frame at hand could not be

@@ -56,6 +56,12 @@ std::string ClaimName(const std::string& folder, const std::string& stem, std::s
   return "";
 }
 
+// 0 when there is no such file.
+std::uint64_t InodeOf(const std::string& path) {
+  struct stat status {};
+  return stat(path.c_str(), &status) == 0 ? status.st_ino : 0;
+}
+
 std::uint16_t FitRate(long rate) {
   return static_cast<std::uint16_t>(std::clamp(rate, 1L, 65535L));
 }
@@ -90,6 +96,7 @@ std::unique_ptr<Recording> Recording::Start(const Camera& camera,
     (void)unlink(recording->path_.c_str());  // it holds nothing yet
     return nullptr;
   }
+  recording->inode_ = InodeOf(recording->path_);
   if (camera.IsMotionLog())
     recording->levels_ = std::make_unique<MDLog>(recording->path_, camera.GetSensitivity());
   return recording;
@@ -158,6 +165,10 @@ bool Recording::Finish() {
     row_.size = FitSize(static_cast<std::uint64_t>(status.st_size));
   row_.finished = true;
   return complete;
+}
+
+bool Recording::IsInPlace() const {
+  return InodeOf(path_) == inode_;
 }
 
 void Recording::Discard() {

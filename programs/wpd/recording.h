@@ -52,6 +52,9 @@ class Recording {
   /// Removes the file, of which nothing is worth keeping.
   void Discard();
 
+  /// Whether the file is still where it was created.
+  [[nodiscard]] bool IsInPlace() const;
+
   [[nodiscard]] const RecordingRow& Row() const { return row_; }
   [[nodiscard]] PictureSize Size() const { return size_; }
   [[nodiscard]] std::uint64_t Bytes() const { return bytes_; }
@@ -78,6 +81,7 @@ class Recording {
   std::uint64_t bytes_;
   RecordingRow row_;
   MJE_HANDLE file_ = nullptr;
+  std::uint64_t inode_ = 0;
   std::unique_ptr<MDLog> levels_;
   std::vector<int> pending_levels_;  // not in the log yet
 };

@@ -28,40 +28,47 @@ void Fill(Event& event, const RecordingRow& row) {
   event.SetSize(row.size);
 }
 
-// Finds the row that an insert whose answer was lost may have left. False when the database did not
-// tell.
-bool FindInserted(const RecordingRow& row, std::optional<Event>& found) {
-  const std::string sql =
-      "SELECT id FROM event WHERE camera_id = " + std::to_string(row.camera_id) +
-      " AND start_time = " + std::to_string(row.start) + " AND path = '" +
-      WPDBEscapeString(row.path) + "'";
+// Id that a statement returns in its first row: 0 without a row, -1 when it failed. Unlike Event's
+// own operations it logs nothing: a dead database is worth one line.
+int AskId(const std::string& sql) {
   DBResult* result = nullptr;
-  if (WPDBExecute(sql, &result) != 0) return false;
-  auto index = static_cast<unsigned int>(-1);
-  int id = 0;
-  if (ORVADBFetchRow(result, &index) == 0) id = std::atoi(ORVADBFetchField(result, index, "id"));
+  if (WPDBExecute(sql, &result) != 0) return -1;
+  auto row = static_cast<unsigned int>(-1);
+  const char* text =
+      ORVADBFetchRow(result, &row) == 0 ? ORVADBFetchField(result, row, "id") : nullptr;
+  const int id = text == nullptr ? 0 : std::atoi(text);
   ORVADBFreeResult(result);
-  if (id == 0) return true;
-  const Event event(id);
-  if (event.GetCameraID() != row.camera_id) return false;  // could not be read
-  found = event;
-  return true;
+  return id;
+}
+
+// Finds the row that an insert whose answer was lost may have left: its id, 0, or -1 when the
+// database did not tell.
+int FindInserted(const RecordingRow& row) {
+  return AskId("SELECT id FROM event WHERE camera_id = " + std::to_string(row.camera_id) +
+               " AND start_time = " + std::to_string(row.start) + " AND path = '" +
+               WPDBEscapeString(row.path) + "'");
+}
+
+int Insert(const RecordingRow& row) {
+  Event fresh(row.camera_id, row.width, row.height, static_cast<EVENT_CAUSE>(row.cause), row.path);
+  Fill(fresh, row);
+  return AskId(fresh.strSqlInsert());
 }
 
 bool Store(const RecordingRow& row, std::optional<Event>& event, bool& insert_tried) {
   if (!event) {
-    if (!DatabaseAnswers() || (insert_tried && !FindInserted(row, event))) return false;
+    int id = insert_tried ? FindInserted(row) : 0;
+    if (id < 0) return false;
+    insert_tried = true;
+    if (id == 0) id = Insert(row);
+    if (id <= 0) return false;
+    const Event stored(id);
+    if (stored.GetCameraID() != row.camera_id)
+      return false;  // could not be read; it is found the next time
+    event = stored;
   }
-  if (event) {
-    Fill(*event, row);
-    return WPDBExecute(event->strSqlUpdate()) == 0;
-  }
-  Event fresh(row.camera_id, row.width, row.height, static_cast<EVENT_CAUSE>(row.cause), row.path);
-  Fill(fresh, row);
-  insert_tried = true;
-  if (fresh.SqlInsert() != 0) return false;
-  event = fresh;
-  return true;
+  Fill(*event, row);
+  return WPDBExecute(event->strSqlUpdate()) == 0;
 }
 
 }  // namespace
@@ -130,8 +137,12 @@ bool RowWriter::Flush(std::chrono::milliseconds limit) {
   work_.notify_one();
   const bool done = written_.wait_for(lock, limit, [this] { return !HasWork() && !busy_; });
   hurry_ = false;
-  if (!done) KeepJournal();
   return done;
+}
+
+void RowWriter::KeepRows() {
+  const std::lock_guard lock(mutex_);
+  KeepJournal();
 }
 
 bool RowWriter::HasWork() const {
@@ -161,11 +172,9 @@ void RowWriter::Run() {
       continue;
     }
     busy_ = true;
-    const bool written = WriteSomething(lock);
+    const bool written = WriteAll(lock);
     busy_ = false;
     if (written) continue;
-    trouble_.Begin("camera " + std::to_string(camera_id_) +
-                   ": the database does not answer; recording goes on, rows will be written later");
     KeepJournal();
     pause = std::clamp(2 * pause, kShortestPause, kLongestPause);
     work_.wait_for(lock, hurry_ ? kShortestPause : pause, [this, was = hurry_] {
@@ -174,12 +183,23 @@ void RowWriter::Run() {
   }
 }
 
-// Writes the first thing that waits, unlocked meanwhile. False when the database did not take it.
-bool RowWriter::WriteSomething(std::unique_lock<std::mutex>& lock) {
-  if (!statuses_.empty()) return WriteStatus(lock);
-  if (reload_) return LoadCamera(lock);
-  Entry* entry = NextDirty();
-  return entry == nullptr || WriteRow(lock, *entry);
+// Writes all that waits, unlocked meanwhile. False when the database did not take some of it; what
+// it takes is written all the same: a status that is refused holds no recording up.
+bool RowWriter::WriteAll(std::unique_lock<std::mutex>& lock) {
+  bool written = statuses_.empty() || WriteStatus(lock);
+  if (reload_) written = LoadCamera(lock) && written;
+  bool rows_written = true;
+  for (Entry* entry = NextDirty(); entry != nullptr && rows_written; entry = NextDirty())
+    rows_written = WriteRow(lock, *entry);
+  written = written && rows_written;
+  if (written) return true;
+  lock.unlock();
+  const bool answers = DatabaseAnswers();
+  lock.lock();
+  trouble_.Begin("camera " + std::to_string(camera_id_) + ": the database does not " +
+                 (answers ? "take every row" : "answer") +
+                 "; recording goes on, rows will be written later");
+  return false;
 }
 
 bool RowWriter::WriteStatus(std::unique_lock<std::mutex>& lock) {

@@ -46,9 +46,11 @@ class RowWriter {
   /// The camera's record, once after each time that it was read; nothing else.
   std::optional<Camera> TakeReloaded();
 
-  /// Waits until all that was handed in is written; false when `limit` was over before. What is not
-  /// written then is in the journal.
+  /// Waits until all that was handed in is written; false when `limit` was over before.
   bool Flush(std::chrono::milliseconds limit);
+
+  /// Puts what is not written into the journal.
+  void KeepRows();
 
  private:
   /// A row on its way to the database. The event changes only on the writer's thread.
@@ -62,7 +64,7 @@ class RowWriter {
   using Entries = std::map<std::string, Entry>;  // by path
 
   void Run();
-  bool WriteSomething(std::unique_lock<std::mutex>& lock);
+  bool WriteAll(std::unique_lock<std::mutex>& lock);
   bool WriteStatus(std::unique_lock<std::mutex>& lock);
   bool WriteRow(std::unique_lock<std::mutex>& lock, Entry& entry);
   bool LoadCamera(std::unique_lock<std::mutex>& lock);

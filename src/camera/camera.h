@@ -165,6 +165,7 @@ class WATCHPOST_API Camera {
   static constexpr int kDays = 7;
   static constexpr int kHours = 24;
 
+  std::string FormatFields(const std::string& format) const noexcept;
   void LoadSchedule(const std::string& text) noexcept;
   static void DumpField(const char* key, const char* value) noexcept;
   static void DumpField(const char* key, int value) noexcept;

@@ -15,82 +15,61 @@ namespace {
 
 constexpr char kLogSource[] = "camera";
 
+const std::string kColumns =
+    "name, type, vendor, model, hostname, port, path, username, password, fps, image_width, "
+    "image_height, "
+    "recording_path, recording_prefix, recording_capacity, recording_days, enable_capacity, "
+    "enable_days, "
+    "motion_sensitivity, enable_motionlog, schedule";
+const std::string kValues =
+    "'%s', %d, '%s', '%s', '%s', %d, '%s', '%s', '%s', %d, %d, %d, '%s', '%s', %d, %d, '%d', '%d', "
+    "%d, '%d', '%s'";
+
 std::string SelectAll(const char* columns) {
   return std::string("SELECT ") + columns + " FROM " + gszTableCamera + " WHERE id > 0 ORDER BY id";
 }
 
 }  // namespace
 
-std::string Camera::strSqlInsert() const noexcept {
-  return FormatStatement(
-      "INSERT INTO camera (id, name, type, vendor, model, hostname, port, path, username, "
-      "password, fps, "
-      "image_width, image_height, recording_path, recording_prefix, recording_capacity, "
-      "recording_days, "
-      "enable_capacity, enable_days, motion_sensitivity, enable_motionlog, schedule) VALUES (%d, "
-      "'%s', %d, "
-      "'%s', '%s', '%s', %d, '%s', '%s', '%s', %d, %d, %d, '%s', '%s', %d, %d, '%d', '%d', %d, "
-      "'%d', '%s');",
-      id_,
-      WPDBEscapeString(name_).c_str(),
-      type_,
-      WPDBEscapeString(vendor_).c_str(),
-      WPDBEscapeString(model_).c_str(),
-      WPDBEscapeString(host_).c_str(),
-      port_,
-      WPDBEscapeString(path_).c_str(),
-      WPDBEscapeString(username_).c_str(),
-      WPDBEscapeString(password_).c_str(),
-      fps_,
-      image_width_,
-      image_height_,
-      WPDBEscapeString(storage_path_).c_str(),
-      WPDBEscapeString(filename_prefix_).c_str(),
-      capacity_limit_,
-      expire_days_,
-      rotate_by_size_,
-      rotate_by_date_,
-      sensitivity_,
-      motion_log_,
-      WPDBEscapeString(StringFromSchedule()).c_str());
+// Puts every field but the id into a format that takes them in the order of kColumns.
+std::string Camera::FormatFields(const std::string& format) const noexcept {
+  return FormatStatement(format.c_str(),
+                         WPDBEscapeString(name_).c_str(),
+                         type_,
+                         WPDBEscapeString(vendor_).c_str(),
+                         WPDBEscapeString(model_).c_str(),
+                         WPDBEscapeString(host_).c_str(),
+                         port_,
+                         WPDBEscapeString(path_).c_str(),
+                         WPDBEscapeString(username_).c_str(),
+                         WPDBEscapeString(password_).c_str(),
+                         fps_,
+                         image_width_,
+                         image_height_,
+                         WPDBEscapeString(storage_path_).c_str(),
+                         WPDBEscapeString(filename_prefix_).c_str(),
+                         capacity_limit_,
+                         expire_days_,
+                         rotate_by_size_,
+                         rotate_by_date_,
+                         sensitivity_,
+                         motion_log_,
+                         WPDBEscapeString(StringFromSchedule()).c_str());
 }
 
+std::string Camera::strSqlInsert() const noexcept {
+  return FormatFields("INSERT INTO camera (id, " + kColumns + ") VALUES (" + itos(id_) + ", " +
+                      kValues + ");");
+}
+
+// Without a closing semicolon, unlike the one above.
 std::string Camera::strSqlInsertByDefaultID() const noexcept {
-  return FormatStatement(
-      "INSERT INTO camera (id, name, type, vendor, model, hostname, port, path, username, "
-      "password, fps, "
-      "image_width, image_height, recording_path, recording_prefix, recording_capacity, "
-      "recording_days, "
-      "enable_capacity, enable_days, motion_sensitivity, enable_motionlog, schedule) VALUES "
-      "(DEFAULT, '%s', "
-      "%d, '%s', '%s', '%s', %d, '%s', '%s', '%s', %d, %d, %d, '%s', '%s', %d, %d, '%d', '%d', %d, "
-      "'%d', "
-      "'%s') RETURNING id",
-      WPDBEscapeString(name_).c_str(),
-      type_,
-      WPDBEscapeString(vendor_).c_str(),
-      WPDBEscapeString(model_).c_str(),
-      WPDBEscapeString(host_).c_str(),
-      port_,
-      WPDBEscapeString(path_).c_str(),
-      WPDBEscapeString(username_).c_str(),
-      WPDBEscapeString(password_).c_str(),
-      fps_,
-      image_width_,
-      image_height_,
-      WPDBEscapeString(storage_path_).c_str(),
-      WPDBEscapeString(filename_prefix_).c_str(),
-      capacity_limit_,
-      expire_days_,
-      rotate_by_size_,
-      rotate_by_date_,
-      sensitivity_,
-      motion_log_,
-      WPDBEscapeString(StringFromSchedule()).c_str());
+  return FormatFields("INSERT INTO camera (id, " + kColumns + ") VALUES (DEFAULT, " + kValues +
+                      ") RETURNING id");
 }
 
 std::string Camera::strSqlUpdate() const noexcept {
-  return FormatStatement(
+  return FormatFields(
       "UPDATE camera SET name = '%s', type = %d, vendor = '%s', model = '%s', hostname = '%s', "
       "port = %d, "
       "path = '%s', username = '%s', password = '%s', fps = %d, image_width = %d, image_height = "
@@ -99,29 +78,8 @@ std::string Camera::strSqlUpdate() const noexcept {
       "%d, "
       "enable_capacity = '%d', enable_days = '%d', motion_sensitivity = %d, enable_motionlog = "
       "'%d', "
-      "schedule = '%s' WHERE id = %d ",
-      WPDBEscapeString(name_).c_str(),
-      type_,
-      WPDBEscapeString(vendor_).c_str(),
-      WPDBEscapeString(model_).c_str(),
-      WPDBEscapeString(host_).c_str(),
-      port_,
-      WPDBEscapeString(path_).c_str(),
-      WPDBEscapeString(username_).c_str(),
-      WPDBEscapeString(password_).c_str(),
-      fps_,
-      image_width_,
-      image_height_,
-      WPDBEscapeString(storage_path_).c_str(),
-      WPDBEscapeString(filename_prefix_).c_str(),
-      capacity_limit_,
-      expire_days_,
-      rotate_by_size_,
-      rotate_by_date_,
-      sensitivity_,
-      motion_log_,
-      WPDBEscapeString(StringFromSchedule()).c_str(),
-      id_);
+      "schedule = '%s' WHERE id = " +
+      itos(id_) + " ");
 }
 
 int Camera::PutRowIntoClassCamera(__tag_DBResult* result, unsigned int row) noexcept {
@@ -181,23 +139,10 @@ int Camera::Insert() noexcept {
 }
 
 int Camera::InsertByNewID() noexcept {
-  const std::string sql = strSqlInsertByDefaultID();
-  const ResultPtr result = watchpost::IsCutStatement(sql) ? nullptr : watchpost::Query(sql);
-  if (result == nullptr) {
-    WP_LOG("Failed to execute command");
-    return -1;
-  }
-  if (ORVADBNumRows(result.get()) != 1) {
-    WP_LOG("Failed to get result");
-    return -1;
-  }
-  watchpost::RowCursor rows(result.get());
-  if (!rows.Next()) {
-    WP_LOG("Failed to get id");
-    return -1;
-  }
-  id_ = rows.Row().Int("id");
-  return 0;
+  const char* failure = watchpost::InsertRow(strSqlInsertByDefaultID(), id_);
+  if (failure == nullptr) return 0;
+  WP_LOG("%s", failure);
+  return -1;
 }
 
 int Camera::Update() noexcept {

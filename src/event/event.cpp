@@ -95,24 +95,10 @@ std::string Event::strSqlUpdate() const noexcept {
 }
 
 int Event::SqlInsert() noexcept {
-  const std::string sql = strSqlInsert();
-  const watchpost::ResultPtr result =
-      watchpost::IsCutStatement(sql) ? nullptr : watchpost::Query(sql);
-  if (result == nullptr) {
-    WP_LOG("Failed to execute command");
-    return -1;
-  }
-  if (ORVADBNumRows(result.get()) != 1) {
-    WP_LOG("Failed to get result");
-    return -1;
-  }
-  watchpost::RowCursor rows(result.get());
-  if (!rows.Next()) {
-    WP_LOG("Failed to get id");
-    return -1;
-  }
-  id_ = rows.Row().Int("id");
-  return 0;
+  const char* failure = watchpost::InsertRow(strSqlInsert(), id_);
+  if (failure == nullptr) return 0;
+  WP_LOG("%s", failure);
+  return -1;
 }
 
 int Event::SqlUpdate() noexcept {

@@ -2,6 +2,7 @@
 #include <cstdarg>
 #include <cstdio>
 
+#include "foundation/dbrow_internal.h"
 #include "foundation/statement_internal.h"
 #include "foundation/wpdb.h"
 
@@ -9,6 +10,11 @@ namespace watchpost {
 namespace {
 
 constexpr std::size_t kStatementSize = 16384;
+
+// True when the statement filled its buffer, so that part of it may be missing.
+bool IsCut(const std::string& sql) {
+  return sql.size() >= kStatementSize - 1;
+}
 
 }  // namespace
 
@@ -21,12 +27,18 @@ std::string FormatStatement(const char* format, ...) noexcept {
   return length < 0 ? "" : buffer.data();
 }
 
-bool IsCutStatement(const std::string& sql) noexcept {
-  return sql.size() >= kStatementSize - 1;
+int ExecuteStatement(const std::string& sql) noexcept {
+  return IsCut(sql) ? -1 : WPDBExecute(sql);
 }
 
-int ExecuteStatement(const std::string& sql) noexcept {
-  return IsCutStatement(sql) ? -1 : WPDBExecute(sql);
+const char* InsertRow(const std::string& sql, int& id) noexcept {
+  const ResultPtr result = IsCut(sql) ? nullptr : Query(sql);
+  if (result == nullptr) return "Failed to execute command";
+  if (ORVADBNumRows(result.get()) != 1) return "Failed to get result";
+  RowCursor rows(result.get());
+  if (!rows.Next()) return "Failed to get id";
+  id = rows.Row().Int("id");
+  return nullptr;
 }
 
 }  // namespace watchpost

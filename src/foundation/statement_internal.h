@@ -13,7 +13,8 @@ namespace watchpost {
 /// that lost its condition would rewrite every row.
 [[nodiscard]] int ExecuteStatement(const std::string& sql) noexcept;
 
-/// True when the statement filled its buffer, so that part of it may be missing.
-[[nodiscard]] bool IsCutStatement(const std::string& sql) noexcept;
+/// Runs a formatted INSERT that returns one row with the column "id", and stores that. Returns null
+/// on success, else what to log. One that was cut is refused.
+[[nodiscard]] const char* InsertRow(const std::string& sql, int& id) noexcept;
 
 }  // namespace watchpost

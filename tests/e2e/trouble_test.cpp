@@ -5,14 +5,17 @@
 #include <sys/socket.h>
 
 #include <filesystem>
+#include <thread>
 
 #include "e2e/appliance.h"
 #include "platform/unique_fd.h"
+#include "support/fakecamera.h"
 
 using watchpost::UniqueFd;
 using watchpost::test::Appliance;
 using watchpost::test::Count;
 using watchpost::test::Eventually;
+using watchpost::test::FakeCamera;
 using watchpost::test::ProbeFrames;
 using watchpost::test::Process;
 using watchpost::test::ReadFile;
@@ -142,6 +145,42 @@ TEST_F(Trouble, AFullDiskIsOneLineAndRecordingResumes) {
   StopDaemon(*daemon, SIGINT);
   EXPECT_EQ(Count(daemon->Errors(), "not recording"), 1) << daemon->Errors();
   ExpectRowsAndFilesAgree(id, "Porch");
+}
+
+TEST_F(Trouble, AFileThatIsTakenAwayIsFollowedByAnother) {
+  const Simulator camera({"--fps", "20", "--size", "160x120"});
+  const std::string id = AddCamera("Porch", camera.Url());
+  auto daemon = StartDaemon(id);
+  EXPECT_TRUE(EventuallyFrames(id, 10));
+  fs::remove_all(Folder("Porch"));
+  EXPECT_TRUE(Eventually([&] { return Rows(id).size() == 2 && Rows(id)[1]["frames"] > 20; }))
+      << daemon->Errors();
+  EXPECT_EQ(Count(daemon->Errors(), "has gone from its folder"), 1) << daemon->Errors();
+  StopDaemon(*daemon, SIGINT);
+  const auto row = Rows(id)[1];
+  EXPECT_EQ(ProbeFrames(Folder("Porch") + "/" + row["path"].get<std::string>()), row["frames"]);
+}
+
+TEST_F(Trouble, PartsThatAreNoPicturesCostNeitherLinesNorProcessorTime) {
+  const std::string head =
+      "HTTP/1.0 200 OK\r\nContent-Type: multipart/x-mixed-replace;boundary=b\r\n\r\n--b\r\n";
+  const std::string type = "Content-Type: image/jpeg\r\nContent-Length: ";
+  std::string empty = head;
+  for (int i = 0; i < 200000; ++i) empty += type + "0\r\n\r\n\r\n--b\r\n";
+  for (const std::string& reply :
+       {head + type + "99999999\r\n\r\n", head + type + "0\r\n\r\n", empty}) {
+    FakeCamera camera({reply});
+    const std::string id = AddCamera("c" + std::to_string(camera.Port()),
+                                     "http://127.0.0.1:" + std::to_string(camera.Port()) + "/s");
+    auto daemon = StartDaemon(id);
+    EXPECT_TRUE(Eventually([&] { return Count(daemon->Errors(), "trying again") == 1; }))
+        << daemon->Errors();
+    std::this_thread::sleep_for(std::chrono::seconds(2));
+    StopDaemon(*daemon, SIGINT);
+    camera.Finish();
+    EXPECT_LE(camera.Requests().size(), 4U) << "the pauses grow";
+    EXPECT_LE(Count(daemon->Errors(), "\n"), 5) << daemon->Errors();
+  }
 }
 
 TEST_F(Trouble, StopsInTimeWhateverItWaitsFor) {

@@ -48,6 +48,10 @@ TEST_F(Wpctl, KeepsCamerasAsTheyWereWritten) {
   EXPECT_EQ(Ctl({"schedule", "set", "1", "all none", "mon-fri 8-18 motion"}).status, 0);
   EXPECT_EQ(CtlJson({"schedule", "show", "Porch"})["rules"][0], "mon-fri 8-18 motion");
   EXPECT_EQ(Ctl({"camera", "add", "Porch", "http://x/"}).status, 1) << "a name is taken once";
+  for (const std::string& folder :
+       {root_ / "volume1", Folder(""), Folder("."), Folder(odd + "/in"), root_ / "etc"}) {
+    EXPECT_EQ(Ctl({"camera", "add", "Other", "http://x/", "--folder", folder}).status, 1) << folder;
+  }
   EXPECT_EQ(Ctl({"camera", "remove", "Porch"}).status, 1) << "nobody there to ask";
   EXPECT_EQ(Ctl({"camera", "remove", "Porch", "--yes"}).status, 0);
   EXPECT_EQ(CtlJson({"camera", "list"}).size(), 0U);
@@ -62,6 +66,8 @@ TEST_F(Wpctl, AnswersWrongArgumentsInALine) {
       {"camera", "add", "x"},
       {"camera", "add", "a/b", "http://c/"},
       {"camera", "add", "..", "http://c/"},
+      {"camera", "add", "7", "http://c/"},
+      {"camera", "add", "x", "http://user@c/"},
       {"camera", "add", "x", "rtsp://c/"},
       {"camera", "add", "x", "http://c/", "--size", "640"},
       {"camera", "add", "x", "http://c/", "--port", "99999"},

@@ -19,7 +19,7 @@ TEST(ScheduleRules, SayWhatTheyDid) {
   EXPECT_EQ(Apply({"all continuous"}), "all continuous");
   EXPECT_EQ(Apply({"all continuous", "mon-fri 8-18 motion"}),
             "mon-fri 0-8,18-24 continuous; sat-sun continuous; mon-fri 8-18 motion");
-  EXPECT_EQ(Apply({"sat,sun 7 motion"}), "sat-sun 7-8 motion");
+  EXPECT_EQ(Apply({"SAT,sun 7 Motion"}), "sat-sun 7-8 motion");
   EXPECT_EQ(Apply({"fri-mon 0-24 motion", "all none", "wed motion"}), "wed motion");
   EXPECT_EQ(Apply({"sat 22-6 continuous"}), "sat 22-24 continuous; sun 0-6 continuous")
       << "into the next day";
