@@ -1,0 +1,285 @@
+#include "ipc/ringbuffer.h"
+
+#include <sys/sem.h>
+
+#include <array>
+#include <cstring>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "ipc/ringfollower.h"
+#include "ipc/ringhost.h"
+#include "support/forkedpeer.h"
+#include "support/ipcnamespace.h"
+#include "support/process.h"
+#include "support/syslogcapture.h"
+
+namespace {
+
+using watchpost::RingFollower;
+using watchpost::RingHost;
+using watchpost::test::Eventually;
+using watchpost::test::ForkedPeer;
+using watchpost::test::SyslogCapture;
+
+constexpr int kCamera = 3;
+
+class RingTest : public watchpost::test::IpcTest {
+ protected:
+  void Make(int size) {
+    host_.reset();
+    std::string error;
+    host_ = RingHost::Create(kCamera, size, error);
+    ASSERT_NE(host_, nullptr) << error;
+  }
+  RingBuffer& Ring() { return host_->Ring(); }
+
+  bool Write(const std::string& text) {
+    DataUnit* unit = Ring().WriteAlloc(static_cast<int>(text.size()));
+    if (unit == nullptr) return false;
+    std::memcpy(unit->Payload(), text.data(), text.size());
+    return Ring().WriteFinish(unit) == 0;
+  }
+
+  // Word of the header at a byte offset of the layout.
+  int Header(int at) {
+    int word = 0;
+    std::memcpy(&word, reinterpret_cast<char*>(&Ring()) + at, sizeof word);
+    return word;
+  }
+
+  std::unique_ptr<RingHost> host_;
+};
+
+std::string Text(const DataUnit* unit) {
+  if (unit == nullptr) return "nothing";
+  return {reinterpret_cast<const char*>(unit->Payload()), static_cast<std::size_t>(unit->Size())};
+}
+
+// What a reader finds from the oldest frame on.
+std::string Stored(RingBuffer& ring) {
+  std::string all;
+  DataUnit* unit = ring.ReadNext(nullptr);
+  while (unit != nullptr) {
+    all += Text(unit);
+    DataUnit* next = ring.ReadNext(unit);
+    (void)ring.ReadFinish(unit);
+    unit = next;
+  }
+  return all;
+}
+
+}  // namespace
+
+TEST_F(RingTest, InitLaysOutAnEmptyRing) {
+  Make(1 << 20);
+  const std::vector<int> expected{kCamera, 1048532, 0, 0, 0, 0, CAM_CONN_WAITING};
+  for (std::size_t i = 0; i < expected.size(); ++i)
+    EXPECT_EQ(Header(static_cast<int>(4 * i)), expected[i]) << i;
+  semid_ds status{};
+  EXPECT_EQ(semctl(Header(28), 0, IPC_STAT, &status), 0);
+  EXPECT_EQ(status.sem_nsems, 1024U);
+  EXPECT_EQ(Header(32), 1024);
+  EXPECT_EQ(Ring().ReadLatest(), nullptr);
+  EXPECT_EQ(Ring().ReadNext(nullptr), nullptr);
+  EXPECT_EQ(Ring().ReadFinish(nullptr), -1);
+  EXPECT_EQ(Ring().WriteFinish(nullptr), -1);
+}
+
+TEST_F(RingTest, KeepsTheLatestAndTheOneBefore) {
+  Make(65536);
+  ASSERT_TRUE(Write("A"));
+  EXPECT_EQ(Stored(Ring()), "A");
+  ASSERT_TRUE(Write("B"));
+  EXPECT_EQ(Stored(Ring()), "AB");
+  ASSERT_TRUE(Write("C"));
+  EXPECT_EQ(Stored(Ring()), "BC");
+  DataUnit* latest = Ring().ReadLatest();
+  EXPECT_EQ(Text(latest), "C");
+  EXPECT_EQ(latest, DataUnit::FromDataAddr(latest->Payload()));
+  EXPECT_NEAR(
+      static_cast<double>(latest->GetTimestamp().tv_sec), static_cast<double>(time(nullptr)), 5);
+  EXPECT_EQ(Ring().ReadNext(latest), nullptr);
+  EXPECT_EQ(Ring().ReadFinish(latest), 0);
+}
+
+TEST_F(RingTest, AReaderPinsItsFrameAndAllAfterIt) {
+  Make(65536);
+  ASSERT_TRUE(Write("A"));
+  ASSERT_TRUE(Write("B"));
+  DataUnit* held = Ring().ReadLatest();
+  int written = 0;
+  while (Write(std::string(4000, static_cast<char>('C' + written)))) ++written;
+  // 65492 bytes in all: a frame is taken while a fifth of them is free.
+  EXPECT_EQ(written, 13);
+  EXPECT_EQ(Text(held), "B");
+  EXPECT_EQ(Stored(Ring()).substr(0, 2), "BC");
+  EXPECT_EQ(Ring().ReadFinish(held), 0);
+  EXPECT_TRUE(Write("Z"));
+  EXPECT_EQ(Text(Ring().ReadLatest()), "Z");
+}
+
+TEST_F(RingTest, WrapsWhereAUnitDoesNotFit) {
+  Make(65536);
+  const int capacity = 65536 - 44;
+  const std::string big(12000, 'x');
+  while (Header(8) + 2 * 12040 <= capacity) ASSERT_TRUE(Write(big));
+  const int end = Header(8);
+  ASSERT_TRUE(Write(big));
+  const int before_wrap = Header(8);
+  ASSERT_LT(end, before_wrap);
+  DataUnit* last = Ring().ReadLatest();
+  ASSERT_TRUE(Write("first again"));  // fits behind the last one
+  ASSERT_TRUE(Write(big));
+  EXPECT_EQ(Header(20), before_wrap + 52);
+  EXPECT_EQ(Header(16), 0);
+  DataUnit* tail = Ring().ReadNext(last);
+  DataUnit* head = Ring().ReadNext(tail);
+  EXPECT_EQ(Text(tail), "first again");
+  EXPECT_EQ(Text(head), big);
+  EXPECT_EQ(reinterpret_cast<char*>(head), reinterpret_cast<char*>(&Ring()) + 44);
+  for (DataUnit* unit : {last, tail, head}) EXPECT_EQ(Ring().ReadFinish(unit), 0);
+  ASSERT_TRUE(Write("after"));
+  EXPECT_EQ(Stored(Ring()), big + "after");
+  EXPECT_EQ(Header(20), 0) << "the evictor went round as well";
+}
+
+TEST_F(RingTest, RefusesWhatWouldPassTheEnd) {
+  Make(65536);
+  for (const int size : {-1, -41, 65492 - 39, 65492, 1 << 30, INT32_MAX})
+    EXPECT_EQ(Ring().WriteAlloc(size), nullptr) << size;
+  ASSERT_TRUE(Write(std::string(65492 - 40, 'y')));
+  EXPECT_EQ(Ring().WriteAlloc(1), nullptr) << "the latest frame stays";
+  EXPECT_EQ(Stored(Ring()).size(), 65492U - 40);
+}
+
+TEST_F(RingTest, SaysWhenItsGroupsAreUsedUp) {
+  Make(20480);
+  ASSERT_TRUE(Write("A"));
+  DataUnit* held = Ring().ReadLatest();
+  for (int i = 0; i < 4; ++i) ASSERT_TRUE(Write("B"));
+  const SyslogCapture log;
+  EXPECT_FALSE(Write("C"));
+  EXPECT_NE(log.Text().find("WriteAlloc(): Unable to allocate semaphore"), std::string::npos);
+  EXPECT_EQ(Ring().ReadFinish(held), 0);
+  EXPECT_TRUE(Write("C"));
+}
+
+TEST_F(RingTest, AReaderWaitsForTheFrameBeingWritten) {
+  Make(65536);
+  for (const bool is_first : {true, false}) {
+    DataUnit* previous = is_first ? nullptr : Ring().ReadLatest();
+    DataUnit* unit = Ring().WriteAlloc(5);
+    ForkedPeer reader([&] { return Text(Ring().ReadNext(previous)) == "frame" ? 0 : 1; });
+    ASSERT_TRUE(Eventually([&] {
+      return semctl(Header(28), unit->GetSemOffset() + RWLock::READ_GO, GETNCNT) == 1;
+    })) << is_first;
+    std::memcpy(unit->Payload(), "frame", 5);
+    EXPECT_EQ(Ring().WriteFinish(unit), 0);
+    EXPECT_EQ(reader.Wait(), 0);
+    EXPECT_EQ(Ring().ReadFinish(previous), is_first ? -1 : 0);
+  }
+}
+
+TEST_F(RingTest, ARemovedRingGivesNoHalfFrame) {
+  Make(65536);
+  ASSERT_TRUE(Write("A"));
+  DataUnit* previous = Ring().ReadLatest();
+  DataUnit* unit = Ring().WriteAlloc(5);
+  ForkedPeer reader([&] {
+    const SyslogCapture log;
+    const bool nothing = Ring().ReadNext(previous) == nullptr && Ring().ReadLatest() == nullptr;
+    return nothing && log.Text().find(" lock failed\n") != std::string::npos ? 0 : 1;
+  });
+  ASSERT_TRUE(Eventually(
+      [&] { return semctl(Header(28), unit->GetSemOffset() + RWLock::READ_GO, GETNCNT) == 1; }));
+  EXPECT_EQ(Ring().Destroy(), 0);
+  EXPECT_EQ(reader.Wait(), 0);
+  const SyslogCapture log;
+  EXPECT_EQ(Ring().Destroy(), 1);
+  EXPECT_NE(log.Text().find("Destroy(): Failed to delete semaphore set"), std::string::npos);
+}
+
+TEST_F(RingTest, TellsTheConnectionAlsoWithoutARing) {
+  EXPECT_EQ(CameraConnectionStatus(kCamera), 0);
+  EXPECT_EQ(RingBufferGet(kCamera), nullptr);
+  Make(65536);
+  EXPECT_EQ(CameraConnectionStatus(kCamera), 1);
+  EXPECT_EQ(Ring().ConnStatusSet(CAM_CONN_LOST), 0);
+  EXPECT_EQ(CameraConnectionStatus(kCamera + 65536), 3);
+  EXPECT_EQ(Ring().ConnStatusGet(nullptr), -1);
+  RingBuffer* attached = RingBufferGet(kCamera);
+  ASSERT_NE(attached, nullptr);
+  EXPECT_EQ(RingBufferRelease(attached), 0);
+  EXPECT_EQ(RingBufferRelease(attached), -1);
+  host_.reset();
+  EXPECT_EQ(CameraConnectionStatus(kCamera), 0);
+}
+
+TEST_F(RingTest, RefusesASegmentThatIsShorterThanItTells) {
+  const watchpost::ShmSegment segment(IPCKeyFromCameraId(9), 4096);
+  const watchpost::ShmAttachment memory(segment.Id());
+  RingBuffer* fresh = RingBufferGet(9);
+  ASSERT_NE(fresh, nullptr) << "a segment that is to be laid out";
+  EXPECT_EQ(RingBufferRelease(fresh), 0);
+  const int capacity = 4096;
+  std::memcpy(static_cast<char*>(memory.Get()) + 4, &capacity, sizeof capacity);
+  EXPECT_EQ(RingBufferGet(9), nullptr);
+}
+
+TEST_F(RingTest, ANewHostClearsWhatAKilledOneLeft) {
+  ForkedPeer killed([&] {
+    Make(65536);
+    for (;;) (void)Write("old");
+    return 0;
+  });
+  ASSERT_TRUE(Eventually([] { return CameraConnectionStatus(kCamera) == 1; }));
+  RingFollower follower(kCamera);
+  ASSERT_TRUE(follower.Next(std::chrono::seconds(10)));
+  std::string error;
+  EXPECT_EQ(RingHost::Create(kCamera, 65536, error), nullptr) << "its owner lives";
+  EXPECT_NE(error.find("under the same key"), std::string::npos) << error;
+  killed.Kill();
+  Make(131072);
+  ASSERT_TRUE(Write("new"));
+  std::string text;
+  while (const auto frame = follower.Next(std::chrono::seconds(10))) {
+    text.assign(reinterpret_cast<const char*>(frame->data), static_cast<std::size_t>(frame->size));
+    if (text == "new") break;
+  }
+  EXPECT_EQ(text, "new");
+  EXPECT_EQ(follower.Attachments(), 2);
+}
+
+TEST_F(RingTest, AFollowerMissesNothingAndFollowsAReplacedRing) {
+  Make(1 << 20);
+  constexpr int kFrames = 300;
+  std::vector<int> seen;
+  std::thread reader([&] {
+    RingFollower follower(kCamera);
+    while (seen.empty() || seen.back() != 2 * kFrames - 1) {
+      const auto frame = follower.Next(std::chrono::seconds(20));
+      if (!frame) return;
+      int number = 0;
+      std::memcpy(&number, frame->data, sizeof number);
+      seen.push_back(number);
+    }
+  });
+  for (int number = 0; number < 2 * kFrames; ++number) {
+    if (number == kFrames) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(50));  // lets the reader catch up
+      Make(1 << 20);
+    }
+    DataUnit* unit = Ring().WriteAlloc(sizeof number);
+    ASSERT_NE(unit, nullptr);
+    std::memcpy(unit->Payload(), &number, sizeof number);
+    EXPECT_EQ(Ring().WriteFinish(unit), 0);
+    std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    if (number == 0 || number == kFrames)  // until the reader holds the first frame of this ring
+      std::this_thread::sleep_for(std::chrono::milliseconds(400));
+  }
+  reader.join();
+  ASSERT_EQ(seen.size(), 2U * kFrames);
+  for (int i = 0; i < 2 * kFrames; ++i) ASSERT_EQ(seen[static_cast<std::size_t>(i)], i);
+}

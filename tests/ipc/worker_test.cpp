@@ -1,0 +1,60 @@
+#include "ipc/worker.h"
+
+#include <cerrno>
+#include <chrono>
+
+#include "ipc/sharedmemory.h"
+#include "support/forkedpeer.h"
+#include "support/ipcnamespace.h"
+
+using watchpost::ShmAttachment;
+using watchpost::ShmSegment;
+using watchpost::test::ForkedPeer;
+
+namespace {
+
+class WorkerTest : public watchpost::test::IpcTest {
+ protected:
+  WorkerTest() : segment_(IPC_PRIVATE, sizeof(Worker)), memory_(segment_.Id()) {
+    EXPECT_EQ(worker().Init(), 0);
+  }
+  Worker& worker() { return *static_cast<Worker*>(memory_.Get()); }
+
+  ShmSegment segment_;
+  ShmAttachment memory_;
+};
+
+}  // namespace
+
+TEST_F(WorkerTest, CountsStartsAndStops) {
+  EXPECT_FALSE(worker().Started());
+  EXPECT_TRUE(worker().Stopped());
+  EXPECT_EQ(worker().Start(), 0);
+  EXPECT_EQ(worker().Start(), 0);
+  EXPECT_EQ(worker().Stop(), 0);
+  EXPECT_TRUE(worker().Started());
+  EXPECT_EQ(worker().Stop(), 0);
+  EXPECT_EQ(worker().Stop(), 0);
+  EXPECT_TRUE(worker().Stopped());
+  EXPECT_EQ(worker().Destroy(), 0);
+}
+
+TEST_F(WorkerTest, WaitsForAnotherProcessOrForTheTime) {
+  ForkedPeer other([this] {
+    (void)worker().Lock();
+    while (worker().Stopped()) (void)worker().Wait(0);
+    (void)worker().Unlock();
+    return worker().Stop();
+  });
+  EXPECT_EQ(worker().Start(), 0);
+  EXPECT_EQ(other.Wait(), 0);
+  EXPECT_TRUE(worker().Stopped());
+
+  ASSERT_EQ(worker().Lock(), 0);
+  const auto begin = std::chrono::steady_clock::now();
+  int result = 0;
+  while (result == 0) result = worker().Wait(1);
+  EXPECT_EQ(result, ETIMEDOUT);
+  EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(900));
+  EXPECT_EQ(worker().Unlock(), 0);
+}
