@@ -27,6 +27,7 @@
 #include "ipc/sharedmemory.h"
 #include "ipc/worker.h"
 #include "media/aviformat.h"
+#include "media/jpegsize.h"
 #include "media/mje.h"
 #include "motion/mdlog.h"
 #include "net/interrupt.h"

@@ -319,6 +319,7 @@ void AddCameraCommands(CLI::App& app, int& status) {
   CLI::App* group = app.add_subcommand("camera", "Cameras")->require_subcommand(1);
   AddAdd(*group, status);
   AddSet(*group, status);
+  AddLiveCommands(*group, status);
 
   CLI::App* list = group->add_subcommand("list", "Show all cameras");
   const auto as_json = std::make_shared<bool>(false);

@@ -10,6 +10,8 @@ namespace wpctl {
 
 void AddDatabaseCommands(CLI::App& app, int& status);
 void AddCameraCommands(CLI::App& app, int& status);
+/// Verbs of the group "camera" that show live pictures.
+void AddLiveCommands(CLI::App& camera_group, int& status);
 void AddScheduleCommands(CLI::App& app, int& status);
 void AddEventCommands(CLI::App& app, int& status);
 

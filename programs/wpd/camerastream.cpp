@@ -73,12 +73,17 @@ const char* ReasonOf(int status) {
 
 }  // namespace
 
-CameraStream::CameraStream(const Settings& settings, const Camera& camera, Recorder& recorder)
+CameraStream::CameraStream(const Settings& settings,
+                           const Camera& camera,
+                           LiveRing& ring,
+                           Recorder& recorder)
     : settings_(settings),
+      ring_(ring),
       recorder_(recorder),
       buffer_(kFirstBuffer),
       camera_(camera),
-      lost_(Title(camera) + ": delivers again", kSteady) {}
+      lost_(Title(camera) + ": delivers again", kSteady),
+      no_pictures_(Title(camera) + ": sends pictures again", kSteady) {}
 
 bool CameraStream::Start() {
   wake_.Reset(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
@@ -129,6 +134,7 @@ void CameraStream::Run() {
   while (TakeChange(camera)) {
     delivering_ = false;
     const Outcome outcome = FollowStream(camera);
+    ring_.SetStatus(outcome == Outcome::kLost ? CAM_CONN_LOST : CAM_CONN_WAITING);
     recorder_.OnConnectionLost();
     if (outcome == Outcome::kLost) Sleep(pause_);
   }
@@ -159,19 +165,35 @@ CameraStream::Outcome CameraStream::FollowStream(const Camera& camera) {
       OnLost(camera, only_rubbish && status > MF_OK ? kRubbish : status);
       return Outcome::kLost;
     }
-    const Frame frame{buffer_.data(), size, std::chrono::system_clock::now(), Clock::now()};
-    only_rubbish = !recorder_.OnFrame(frame);
+    const Clock::time_point now = Clock::now();
+    only_rubbish = !Deliver(camera, size, now);
     if (!only_rubbish) {
-      last_picture = frame.steady;
-      PutDeadlineOff(frame.steady);
+      last_picture = now;
+      PutDeadlineOff(now);
       OnDelivering(camera);
-    } else if (frame.steady - last_picture > settings_.frame_timeout) {
+    } else if (now - last_picture > settings_.frame_timeout) {
       // One that sends without a pause is never waited for, so that the timer alone would not end
       // it.
       OnLost(camera, kRubbish);
       return Outcome::kLost;
     }
   }
+}
+
+// Hands the part in the buffer to whoever wants frames. False when it is no picture.
+bool CameraStream::Deliver(const Camera& camera, std::uint32_t size, Clock::time_point now) {
+  const std::optional<watchpost::PictureSize> picture =
+      watchpost::ReadJpegSize(buffer_.data(), size);
+  if (!picture) {
+    no_pictures_.Begin(Title(camera) +
+                       ": sends something that is no JPEG picture; it is not recorded");
+    return false;
+  }
+  no_pictures_.End();
+  const Frame frame{buffer_.data(), size, *picture, std::chrono::system_clock::now(), now};
+  ring_.Publish(frame);
+  recorder_.OnFrame(frame);
+  return true;
 }
 
 // Fetches the next part into the buffer: an MF_STATUS, or kTooLong.
@@ -188,6 +210,7 @@ void CameraStream::OnDelivering(const Camera& camera) {
   const Clock::time_point now = Clock::now();
   if (!delivering_) {
     delivering_ = true;
+    ring_.SetStatus(CAM_CONN_CONNECTED);
     delivering_since_ = now;
     if (!was_connected_)
       Log("%s: delivers from %s", Title(camera).c_str(), Address(camera).c_str());

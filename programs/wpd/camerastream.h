@@ -12,6 +12,7 @@
 #include <thread>
 #include <vector>
 
+#include "livering.h"
 #include "log.h"
 #include "recorder.h"
 #include "settings.h"
@@ -22,8 +23,8 @@ namespace wpd {
 
 class CameraStream {
  public:
-  /// Frames go to `recorder`, which outlives the object.
-  CameraStream(const Settings& settings, const Camera& camera, Recorder& recorder);
+  /// Frames go to `ring` and `recorder`, which outlive the object.
+  CameraStream(const Settings& settings, const Camera& camera, LiveRing& ring, Recorder& recorder);
   CameraStream(const CameraStream&) = delete;
   CameraStream& operator=(const CameraStream&) = delete;
 
@@ -48,6 +49,7 @@ class CameraStream {
   void Run();
   Outcome FollowStream(const Camera& camera);
   int FetchFrame(MultipartFetch& fetch, std::uint32_t& size);
+  bool Deliver(const Camera& camera, std::uint32_t size, Clock::time_point now);
   void OnDelivering(const Camera& camera);
   void OnLost(const Camera& camera, int status);
   void PutDeadlineOff(Clock::time_point now);
@@ -55,6 +57,7 @@ class CameraStream {
   bool TakeChange(Camera& camera);
 
   const Settings settings_;
+  LiveRing& ring_;
   Recorder& recorder_;
   std::vector<unsigned char> buffer_;  // of the frame at hand
   watchpost::UniqueFd wake_;           // eventfd: readable after Stop and SetCamera
@@ -74,6 +77,7 @@ class CameraStream {
   int told_refusal_ = 0;  // MF_STATUS of the refusal that was told last in this spell
   std::chrono::milliseconds pause_{0};
   Spell lost_;
+  Spell no_pictures_;
   std::thread thread_;
 };
 

@@ -9,6 +9,7 @@
 #include <optional>
 
 #include "camerastream.h"
+#include "livering.h"
 #include "log.h"
 #include "recorder.h"
 #include "rowwriter.h"
@@ -45,15 +46,18 @@ class Daemon {
       : camera_(camera),
         rows_(camera.GetId()),
         recorder_(settings, camera, [this](const RecordingRow& row) { rows_.Put(row); }),
-        stream_(settings, camera, recorder_) {}
+        ring_(camera.GetId(), settings.ring_size),
+        stream_(settings, camera, ring_, recorder_) {}
 
   int Run(Readiness& readiness) {
     rows_.Report(DAEMON_STATUS_STARTING);
     rows_.Start();
+    ring_.Create();
     if (!stream_.Start()) {
       const std::string why = std::string("cannot watch the camera: ") + strerror(errno);
       Log("%s", why.c_str());
       readiness.Fail(why);
+      ring_.Remove();
       rows_.Report(DAEMON_STATUS_STOPPED);
       (void)rows_.Flush(kRowsEnd);
       return 1;
@@ -101,6 +105,7 @@ class Daemon {
   void Stop(int status) {
     rows_.Report(DAEMON_STATUS_STOPPING);
     const bool fetch_ended = stream_.Stop(kFetchEnds);
+    ring_.Remove();
     const bool recording_ended = recorder_.Close(kFrameEnds);
     rows_.Report(DAEMON_STATUS_STOPPED);
     const bool rows_written = rows_.Flush(kRowsEnd);
@@ -117,6 +122,7 @@ class Daemon {
   const Camera camera_;
   RowWriter rows_;
   Recorder recorder_;
+  LiveRing ring_;
   CameraStream stream_;
 };
 

@@ -35,8 +35,7 @@ Recorder::Recorder(const Settings& settings, const Camera& camera, RowSink sink)
     : settings_(settings),
       sink_(std::move(sink)),
       camera_(camera),
-      disk_trouble_(Title(camera) + ": recording again", kSteady),
-      no_pictures_(Title(camera) + ": sends pictures again", kSteady) {}
+      disk_trouble_(Title(camera) + ": recording again", kSteady) {}
 
 void Recorder::SetCamera(const Camera& camera) {
   const std::lock_guard lock(mutex_);
@@ -47,25 +46,17 @@ void Recorder::SetCamera(const Camera& camera) {
   if (moved) End();
 }
 
-bool Recorder::OnFrame(const Frame& frame) {
+void Recorder::OnFrame(const Frame& frame) {
   const std::lock_guard lock(mutex_);
-  const std::optional<PictureSize> size = ReadJpegSize(frame.data, frame.size);
-  if (!size) {
-    no_pictures_.Begin(Title(camera_) +
-                       ": sends something that is no JPEG picture; it is not recorded");
-    return false;
-  }
-  no_pictures_.End();
   const RecordingType mode = camera_.GetCurrentSchedule();
-  if (recording_ != nullptr && NeedsNewFile(frame, *size, mode)) End();
-  if (closed_ || mode == RECORDING_NONE || !MayRecordAgain(frame.steady)) return true;
-  if (recording_ == nullptr) Begin(frame, *size, mode);
+  if (recording_ != nullptr && NeedsNewFile(frame, mode)) End();
+  if (closed_ || mode == RECORDING_NONE || !MayRecordAgain(frame.steady)) return;
+  if (recording_ == nullptr) Begin(frame, mode);
   if (recording_ != nullptr) Append(frame);
-  return true;
 }
 
-bool Recorder::NeedsNewFile(const Frame& frame, PictureSize size, RecordingType mode) const {
-  return mode != mode_ || !(size == recording_->Size()) ||
+bool Recorder::NeedsNewFile(const Frame& frame, RecordingType mode) const {
+  return mode != mode_ || !(frame.picture == recording_->Size()) ||
          recording_->Age(frame.steady) >= settings_.cut_after ||
          recording_->Bytes() + frame.size > settings_.cut_bytes ||
          recording_->Row().frames >= kMostFrames;
@@ -84,10 +75,10 @@ bool Recorder::MayRecordAgain(Clock::time_point now) {
   return true;
 }
 
-void Recorder::Begin(const Frame& frame, PictureSize size, RecordingType mode) {
+void Recorder::Begin(const Frame& frame, RecordingType mode) {
   std::string error;
   // Until motion is looked at, hours of motion are recorded whole.
-  recording_ = Recording::Start(camera_, EVENT_CAUSE_CONTINUOUS, size, frame, error);
+  recording_ = Recording::Start(camera_, EVENT_CAUSE_CONTINUOUS, frame, error);
   if (recording_ == nullptr) return Suspend(frame.steady, error);
   mode_ = mode;
   next_row_ = frame.steady;

@@ -27,8 +27,8 @@ class Recorder {
   /// one.
   void SetCamera(const Camera& camera);
 
-  /// Looks at a frame and records it when the schedule says so. False when it is no picture.
-  bool OnFrame(const Frame& frame);
+  /// Looks at a frame and records it when the schedule says so.
+  void OnFrame(const Frame& frame);
 
   /// Ends the present recording: there will be no frames for a while.
   void OnConnectionLost();
@@ -44,9 +44,9 @@ class Recorder {
  private:
   using Clock = std::chrono::steady_clock;
 
-  bool NeedsNewFile(const Frame& frame, PictureSize size, RecordingType mode) const;
+  bool NeedsNewFile(const Frame& frame, RecordingType mode) const;
   bool MayRecordAgain(Clock::time_point now);
-  void Begin(const Frame& frame, PictureSize size, RecordingType mode);
+  void Begin(const Frame& frame, RecordingType mode);
   void Append(const Frame& frame);
   void End();
   void Publish(Clock::time_point now);
@@ -63,7 +63,6 @@ class Recorder {
   std::chrono::seconds suspension_{0};  // how long the present one lasts, 0 without trouble
   bool closed_ = false;
   Spell disk_trouble_;
-  Spell no_pictures_;
 };
 
 }  // namespace wpd

@@ -74,7 +74,6 @@ int FitSize(std::uint64_t bytes) {
 
 std::unique_ptr<Recording> Recording::Start(const Camera& camera,
                                             EVENT_CAUSE cause,
-                                            PictureSize size,
                                             const Frame& first,
                                             std::string& error) {
   const std::string folder = camera.GetStoragePath();
@@ -85,11 +84,11 @@ std::unique_ptr<Recording> Recording::Start(const Camera& camera,
   const std::string stem = SafePrefix(camera.GetFilenamePrefix()) + LocalTimeName(first.wall);
   const std::string name = ClaimName(folder, stem, error);
   if (name.empty()) return nullptr;
-  std::unique_ptr<Recording> recording(new Recording(camera, cause, size, first, name));
+  std::unique_ptr<Recording> recording(new Recording(camera, cause, first, name));
   const int status = MJE_CreateCompress(&recording->file_,
                                         recording->path_.c_str(),
-                                        size.width,
-                                        size.height,
+                                        first.picture.width,
+                                        first.picture.height,
                                         recording->nominal_rate_);
   if (status != MJE_OK) {
     error = "cannot begin " + recording->path_ + ": " + strerror(errno);
@@ -102,17 +101,16 @@ std::unique_ptr<Recording> Recording::Start(const Camera& camera,
   return recording;
 }
 
-Recording::Recording(
-    const Camera& camera, EVENT_CAUSE cause, PictureSize size, const Frame& first, std::string name)
+Recording::Recording(const Camera& camera, EVENT_CAUSE cause, const Frame& first, std::string name)
     : path_(camera.GetStoragePath() + "/" + name),
-      size_(size),
+      size_(first.picture),
       nominal_rate_(FitRate(camera.GetFPS())),
       first_(first.steady),
       last_(first.steady),
       bytes_(watchpost::avi::kFramesAt) {
   row_.camera_id = camera.GetId();
-  row_.width = size.width;
-  row_.height = size.height;
+  row_.width = size_.width;
+  row_.height = size_.height;
   row_.start = std::chrono::system_clock::to_time_t(first.wall);
   row_.stop = row_.start;
   row_.cause = cause;

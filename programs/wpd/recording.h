@@ -13,18 +13,10 @@
 #include <string>
 #include <vector>
 
-#include "jpegsize.h"
+#include "frame.h"
 #include "recordingrow.h"
 
 namespace wpd {
-
-/// A frame as it came from the camera, with the moment of its arrival on two clocks.
-struct Frame {
-  const unsigned char* data;
-  std::uint32_t size;
-  std::chrono::system_clock::time_point wall;
-  std::chrono::steady_clock::time_point steady;
-};
 
 class Recording {
  public:
@@ -33,7 +25,6 @@ class Recording {
   /// Null, with `error` filled, when it cannot.
   static std::unique_ptr<Recording> Start(const Camera& camera,
                                           EVENT_CAUSE cause,
-                                          PictureSize size,
                                           const Frame& first,
                                           std::string& error);
 
@@ -56,7 +47,7 @@ class Recording {
   [[nodiscard]] bool IsInPlace() const;
 
   [[nodiscard]] const RecordingRow& Row() const { return row_; }
-  [[nodiscard]] PictureSize Size() const { return size_; }
+  [[nodiscard]] watchpost::PictureSize Size() const { return size_; }
   [[nodiscard]] std::uint64_t Bytes() const { return bytes_; }
   [[nodiscard]] std::chrono::steady_clock::duration Age(
       std::chrono::steady_clock::time_point now) const {
@@ -64,17 +55,13 @@ class Recording {
   }
 
  private:
-  Recording(const Camera& camera,
-            EVENT_CAUSE cause,
-            PictureSize size,
-            const Frame& first,
-            std::string name);
+  Recording(const Camera& camera, EVENT_CAUSE cause, const Frame& first, std::string name);
 
   void WriteLevels();
   [[nodiscard]] std::uint16_t MeasuredRate() const;
 
   std::string path_;
-  PictureSize size_;
+  watchpost::PictureSize size_;
   std::uint16_t nominal_rate_;
   std::chrono::steady_clock::time_point first_;
   std::chrono::steady_clock::time_point last_;

@@ -4,6 +4,7 @@
 #include <watchpost/platform/olibszhash.h>
 #include <watchpost/platform/rootedpath.h>
 
+#include <algorithm>
 #include <charconv>
 #include <cstring>
 
@@ -41,18 +42,22 @@ Settings LoadSettings() {
   long cut_mebibytes = static_cast<long>(settings.cut_bytes >> kMiB);
   long frame_timeout = settings.frame_timeout.count();
   long largest_frame = settings.largest_frame >> kKiB;
+  long ring = settings.ring_size >> kKiB;
   long reserve = static_cast<long>(settings.reserve_bytes >> kMiB);
   Read(hash, "row_interval_seconds", 1, 60, row_interval);
   Read(hash, "cut_seconds", 10, 86400, cut_seconds);
   Read(hash, "cut_mebibytes", 1, 1900, cut_mebibytes);
   Read(hash, "frame_timeout_seconds", 1, 300, frame_timeout);
   Read(hash, "largest_frame_kibibytes", 64, 65536, largest_frame);
+  Read(hash, "ring_kibibytes", 0, 8192, ring);
   Read(hash, "reserve_mebibytes", 1, 65536, reserve);
   settings.row_interval = std::chrono::seconds(row_interval);
   settings.cut_after = std::chrono::seconds(cut_seconds);
   settings.cut_bytes = static_cast<std::uint64_t>(cut_mebibytes) << kMiB;
   settings.frame_timeout = std::chrono::seconds(frame_timeout);
   settings.largest_frame = static_cast<std::uint32_t>(largest_frame) << kKiB;
+  // Nothing, or enough for a picture: a frame gets a fifth of it at most.
+  settings.ring_size = ring == 0 ? 0 : static_cast<std::uint32_t>(std::max(ring, 64L)) << kKiB;
   settings.reserve_bytes = static_cast<std::uint64_t>(reserve) << kMiB;
   return settings;
 }

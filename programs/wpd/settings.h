@@ -13,6 +13,8 @@ struct Settings {
   std::chrono::seconds frame_timeout{
       15};  ///< a camera without a whole frame for so long is lost, 1 to 300
   std::uint32_t largest_frame = 8U << 20;  ///< a longer frame is dropped; in KiB, 64 to 65536
+  std::uint32_t ring_size =
+      1U << 20;  ///< shared memory for live frames; in KiB, 64 to 8192, or 0 for none
   std::uint64_t reserve_bytes =
       16ULL << 20;  ///< free space wanted before recording goes on; in MiB, 1 to 65536
 };

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "support/ipcnamespace.h"
 #include "support/process.h"
 #include "support/tempdir.h"
 
@@ -60,6 +61,7 @@ class Appliance : public ::testing::Test {
     return root_ / "volume1/surveillance/" + camera_name;
   }
 
+  IpcNamespace ipc_;
   TempDir root_;
   TempDir server_;
   ScopedEnv env_;

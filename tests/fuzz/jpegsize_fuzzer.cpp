@@ -3,9 +3,9 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "wpd/jpegsize.h"
+#include "media/jpegsize.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  (void)wpd::ReadJpegSize(data, size);
+  (void)watchpost::ReadJpegSize(data, size);
   return 0;
 }

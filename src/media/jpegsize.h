@@ -1,11 +1,13 @@
-// Size of a JPEG picture, from its header alone.
+// Size of a JPEG picture, from its header alone. Thread-safe.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 #include <optional>
 
-namespace wpd {
+#include "foundation/export.h"
+
+namespace watchpost {
 
 struct PictureSize {
   std::uint16_t width;
@@ -15,6 +17,6 @@ struct PictureSize {
 
 /// Walks the markers up to the frame header (ITU-T T.81, annex B). Nothing when the bytes are no
 /// JPEG picture, end before that, or tell a size of 0.
-std::optional<PictureSize> ReadJpegSize(const unsigned char* data, std::size_t size);
+WATCHPOST_API std::optional<PictureSize> ReadJpegSize(const unsigned char* data, std::size_t size);
 
-}  // namespace wpd
+}  // namespace watchpost

@@ -1,6 +1,6 @@
-#include "jpegsize.h"
+#include "media/jpegsize.h"
 
-namespace wpd {
+namespace watchpost {
 namespace {
 
 constexpr unsigned char kMarker = 0xFF;
@@ -47,4 +47,4 @@ std::optional<PictureSize> ReadJpegSize(const unsigned char* data, std::size_t s
   return std::nullopt;
 }
 
-}  // namespace wpd
+}  // namespace watchpost

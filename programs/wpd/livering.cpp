@@ -1,0 +1,93 @@
+#include "livering.h"
+
+#include <algorithm>
+#include <cstring>
+#include <string>
+
+namespace wpd {
+namespace {
+
+constexpr std::chrono::seconds kLongestFull{2};
+constexpr std::chrono::seconds kSteady{10};
+constexpr std::uint32_t kRingHeader = sizeof(RingBuffer);
+constexpr std::uint32_t kUnitHeader = sizeof(DataUnit);
+constexpr std::uint32_t kUnitAlignment = 4;
+
+std::string Title(int camera_id) {
+  return "camera " + std::to_string(camera_id);
+}
+
+// The ring promises room only for what is below a fifth of it.
+std::uint32_t LargestFrame(std::uint32_t ring_size) {
+  const std::uint32_t fifth = (ring_size - kRingHeader) / 5;
+  return fifth - kUnitHeader - kUnitAlignment;
+}
+
+}  // namespace
+
+LiveRing::LiveRing(int camera_id, std::uint32_t size)
+    : camera_id_(camera_id),
+      size_(size),
+      trouble_(Title(camera_id) + ": live pictures again", kSteady),
+      too_large_(Title(camera_id) + ": live pictures again", kSteady) {}
+
+void LiveRing::Create() {
+  const std::lock_guard lock(mutex_);
+  if (size_ != 0) Replace();
+}
+
+void LiveRing::Remove() {
+  const std::lock_guard lock(mutex_);
+  host_.reset();
+}
+
+void LiveRing::SetStatus(CAM_CONN_STATUS status) {
+  const std::lock_guard lock(mutex_);
+  status_ = status;
+  if (host_ != nullptr) (void)host_->Ring().ConnStatusSet(status);  // cannot fail
+}
+
+void LiveRing::Replace() {
+  host_.reset();
+  std::string error;
+  host_ = watchpost::RingHost::Create(camera_id_, static_cast<int>(size_), error);
+  if (host_ == nullptr) {
+    return Log("%s: no live pictures, recording goes on without: %s",
+               Title(camera_id_).c_str(),
+               error.c_str());
+  }
+  (void)host_->Ring().ConnStatusSet(status_);  // cannot fail
+  full_since_ = Clock::time_point::max();
+}
+
+void LiveRing::Publish(const Frame& frame) {
+  const std::lock_guard lock(mutex_);
+  if (host_ == nullptr) return;
+  if (frame.size > LargestFrame(size_)) {
+    too_large_.Begin(Title(camera_id_) +
+                     ": no live pictures, they are larger than a fifth of the " +
+                     "ring; raise ring_kibibytes");
+    return;
+  }
+  too_large_.End();
+  if (Put(frame)) {
+    full_since_ = Clock::time_point::max();
+    trouble_.End();
+    return;
+  }
+  full_since_ = std::min(full_since_, frame.steady);
+  if (frame.steady - full_since_ < kLongestFull) return;
+  trouble_.Begin(Title(camera_id_) + ": a reader keeps its live picture; beginning another ring");
+  Replace();
+  if (host_ != nullptr) (void)Put(frame);  // empty: has room
+}
+
+bool LiveRing::Put(const Frame& frame) {
+  RingBuffer& ring = host_->Ring();
+  DataUnit* unit = ring.WriteAlloc(static_cast<int>(frame.size));
+  if (unit == nullptr) return false;
+  std::memcpy(unit->Payload(), frame.data, frame.size);
+  return ring.WriteFinish(unit) == 0;
+}
+
+}  // namespace wpd

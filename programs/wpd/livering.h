@@ -1,0 +1,51 @@
+// The camera's live frames in shared memory, and the state of its connection. Thread-safe: the
+// fetching thread publishes, the main thread removes.
+#pragma once
+
+#include <watchpost/ipc/ringhost.h>
+
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+
+#include "frame.h"
+#include "log.h"
+
+namespace wpd {
+
+class LiveRing {
+ public:
+  /// No ring yet. `size` is that of the segment in bytes; 0 for a camera without one.
+  LiveRing(int camera_id, std::uint32_t size);
+
+  /// Makes the ring, and clears what a killed daemon of the camera left. Without one, which a line
+  /// in the log explains, everything below does nothing.
+  void Create();
+
+  /// Removes the ring for good.
+  void Remove();
+
+  void SetStatus(CAM_CONN_STATUS status);
+
+  /// Copies a frame into the ring. One for which there is no room is left out; when that lasts, as
+  /// after a reader was killed that held a frame, a fresh ring takes the place of this one.
+  void Publish(const Frame& frame);
+
+ private:
+  using Clock = std::chrono::steady_clock;
+
+  bool Put(const Frame& frame);
+  void Replace();
+
+  const int camera_id_;
+  const std::uint32_t size_;
+  std::mutex mutex_;  // guards all below
+  std::unique_ptr<watchpost::RingHost> host_;
+  CAM_CONN_STATUS status_ = CAM_CONN_WAITING;
+  Clock::time_point full_since_ = Clock::time_point::max();
+  Spell trouble_;
+  Spell too_large_;
+};
+
+}  // namespace wpd
