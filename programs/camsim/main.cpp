@@ -17,6 +17,7 @@ struct Options {
   camsim::ServerOptions server;
   camsim::SceneOptions scene;
   std::string size = "640x480";
+  std::string scene_name = "block";
   std::string folder;
   std::string fault = "none";
   std::string dialect = "length-after-type";
@@ -30,6 +31,11 @@ void Describe(CLI::App& app, Options& options) {
       ->capture_default_str();
   app.add_option("-r,--fps", options.server.stream.fps, "Frames a second")
       ->check(CLI::Range(0.1, 1000.0))
+      ->capture_default_str();
+  app.add_option("--scene",
+                 options.scene_name,
+                 "What is drawn; each picture tells in a comment whether something moves")
+      ->check(CLI::IsMember(camsim::kSceneNames))
       ->capture_default_str();
   app.add_option("-q,--quality", options.scene.quality, "JPEG quality of the drawn scene")
       ->check(CLI::Range(1, 100))
@@ -55,6 +61,7 @@ void Describe(CLI::App& app, Options& options) {
       "Fetching /fault/NAME switches to another fault while the camera runs.\n"
       "\nExamples:\n"
       "  camsim --size 1280x720 --fps 15\n"
+      "  camsim --scene person --fps 10\n"
       "  camsim --port 8081 --user viewer --password secret --dialect no-length\n"
       "  camsim --port 8081 --fault drop:50 & curl http://127.0.0.1:8081/fault/none");
 }
@@ -116,6 +123,8 @@ int main(int argc, char** argv) {
     std::fprintf(stderr, "camsim: %s (camsim --help)\n", error.what());
     return 2;
   }
+  options.scene.kind = camsim::kSceneNames.at(options.scene_name);
+  options.scene.fps = options.server.stream.fps;
   options.server.stream.dialect = camsim::kDialectNames.at(options.dialect);
   return Run(options);
 }

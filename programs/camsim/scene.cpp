@@ -6,7 +6,9 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstdlib>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -15,6 +17,12 @@ namespace camsim {
 namespace {
 
 constexpr std::uint64_t kCrossing = 200;  // frames
+constexpr double kPeriod = 10;            // seconds
+constexpr double kBegin = 2;
+constexpr double kDuration = 3;
+constexpr int kWeakGrain = 2;
+constexpr int kStrongGrain = 8;
+constexpr int kLightShade = 50;
 constexpr int kChannels = 3;
 
 struct Pixel {
@@ -24,6 +32,8 @@ struct Pixel {
 constexpr Pixel kBlock{225, 90, 190};
 constexpr Pixel kInk{250, 128, 128};
 constexpr Pixel kPaper{16, 128, 128};
+constexpr Pixel kCoat{45, 150, 110};
+constexpr Pixel kFace{190, 105, 155};
 
 // Digits of 3 by 5 dots, row by row, the leftmost dot in the highest of three bits.
 constexpr std::array<std::array<unsigned char, 5>, 10> kDigits{{
@@ -104,8 +114,58 @@ void DrawNumber(Picture& picture, std::uint64_t number) {
   }
 }
 
+unsigned char Clamp(int shade) {
+  return static_cast<unsigned char>(std::clamp(shade, 0, 255));
+}
+
+// Another grain for each picture, up to `strength` shades.
+void AddGrain(Picture& picture, std::uint64_t number, int strength) {
+  auto state = static_cast<std::uint32_t>(number * 2654435761U + 1);
+  for (int y = 0; y < picture.Height(); ++y) {
+    unsigned char* row = picture.Row(y);
+    for (int x = 0; x < picture.Width(); ++x) {
+      state = state * 1664525 + 1013904223;
+      const int grain = static_cast<int>(state >> 24) * (2 * strength + 1) / 256 - strength;
+      row[x * kChannels] = Clamp(row[x * kChannels] + grain);
+    }
+  }
+}
+
+void AddLight(Picture& picture) {
+  for (int y = 0; y < picture.Height(); ++y) {
+    unsigned char* row = picture.Row(y);
+    for (int x = 0; x < picture.Width(); ++x)
+      row[x * kChannels] = Clamp(row[x * kChannels] + kLightShade);
+  }
+}
+
+// A head on a body, a third of the picture high. `share` of the way is done.
+void DrawPerson(Picture& picture, double share) {
+  const int tall = std::max(9, picture.Height() / 3);
+  const int wide = tall / 3;
+  const int left = static_cast<int>(share * (picture.Width() + wide)) - wide;
+  const int top = picture.Height() / 2;
+  picture.Fill(left, top + tall / 4, wide, tall - tall / 4, kCoat);
+  picture.Fill(left + wide / 4, top, wide / 2, tall / 4, kFace);
+}
+
+// How much of what happens every 10 s has passed; nothing while it does not happen.
+std::optional<double> ShareOfEvent(const SceneOptions& options, std::uint64_t number) {
+  const double seconds = std::fmod(static_cast<double>(number) / options.fps, kPeriod) - kBegin;
+  if (seconds < 0 || seconds >= kDuration) return std::nullopt;
+  return seconds / kDuration;
+}
+
+void DrawBlock(Picture& picture, std::uint64_t number) {
+  const int size = std::max(8, picture.Height() / 6);
+  const auto travel = static_cast<std::uint64_t>(picture.Width() + size);
+  const int left = static_cast<int>(number % kCrossing * travel / kCrossing) - size;
+  picture.Fill(left, (picture.Height() - size) / 2, size, size, kBlock);
+  DrawNumber(picture, number);
+}
+
 // Errors of the encoder end the program, as running out of memory does: nothing foreign reaches it.
-Jpeg Encode(Picture& picture, int quality) {
+Jpeg Encode(Picture& picture, int quality, const std::string& comment) {
   jpeg_compress_struct encoder;
   jpeg_error_mgr errors;
   encoder.err = jpeg_std_error(&errors);
@@ -120,6 +180,10 @@ Jpeg Encode(Picture& picture, int quality) {
   jpeg_set_defaults(&encoder);
   jpeg_set_quality(&encoder, quality, TRUE);
   jpeg_start_compress(&encoder, TRUE);
+  jpeg_write_marker(&encoder,
+                    JPEG_COM,
+                    reinterpret_cast<const JOCTET*>(comment.data()),
+                    static_cast<unsigned int>(comment.size()));
   for (int y = 0; y < picture.Height(); ++y) {
     JSAMPROW row = picture.Row(y);
     (void)jpeg_write_scanlines(&encoder, &row, 1);
@@ -138,14 +202,28 @@ class Scene : public FrameSource {
 
   [[nodiscard]] Jpeg Frame(std::uint64_t number) const override {
     Picture picture = background_;
-    const int size = std::max(8, options_.height / 6);
-    const int travel = options_.width + size;
-    const int left =
-        static_cast<int>(number % kCrossing * static_cast<std::uint64_t>(travel) / kCrossing) -
-        size;
-    picture.Fill(left, (options_.height - size) / 2, size, size, kBlock);
-    DrawNumber(picture, number);
-    return Encode(picture, options_.quality);
+    const std::optional<double> share = ShareOfEvent(options_, number);
+    switch (options_.kind) {
+      case SceneKind::kBlock:
+        DrawBlock(picture, number);
+        break;
+      case SceneKind::kStill:
+        break;
+      case SceneKind::kNoise:
+        AddGrain(picture, number, kStrongGrain);
+        break;
+      case SceneKind::kLight:
+        if (share) AddLight(picture);
+        AddGrain(picture, number, kWeakGrain);
+        break;
+      case SceneKind::kPerson:
+        if (share) DrawPerson(picture, *share);
+        AddGrain(picture, number, kWeakGrain);
+        break;
+    }
+    const std::string truth =
+        "frame " + std::to_string(number) + " motion " + (HasMotion(options_, number) ? "1" : "0");
+    return Encode(picture, options_.quality, truth);
   }
 
  private:
@@ -154,6 +232,11 @@ class Scene : public FrameSource {
 };
 
 }  // namespace
+
+bool HasMotion(const SceneOptions& options, std::uint64_t number) {
+  if (options.kind == SceneKind::kBlock) return true;
+  return options.kind == SceneKind::kPerson && ShareOfEvent(options, number).has_value();
+}
 
 std::unique_ptr<FrameSource> MakeScene(const SceneOptions& options) {
   return std::make_unique<Scene>(options);

@@ -320,6 +320,7 @@ void AddCameraCommands(CLI::App& app, int& status) {
   AddAdd(*group, status);
   AddSet(*group, status);
   AddLiveCommands(*group, status);
+  AddTuneCommand(*group, status);
 
   CLI::App* list = group->add_subcommand("list", "Show all cameras");
   const auto as_json = std::make_shared<bool>(false);

@@ -3,6 +3,7 @@
 #include <signal.h>
 #include <watchpost/foundation/utils.h>
 #include <watchpost/foundation/wpdb.h>
+#include <watchpost/ipc/ringbuffer.h>
 #include <watchpost/platform/rootedpath.h>
 
 #include <cstdlib>
@@ -43,6 +44,16 @@ std::optional<int> RunningDaemon(int camera_id) {
   if (IsFileLocked(path.c_str()) == 0 || !(std::ifstream(path) >> pid) || pid < 2)
     return std::nullopt;
   return pid;
+}
+
+bool RequireLivePictures(const Camera& camera) {
+  const int id = camera.GetId();
+  if (CameraConnectionStatus(id) != CAM_CONN_NONE) return true;
+  (void)Failed("no live pictures of camera \"" + camera.GetName() + "\": " +
+               (RunningDaemon(id)
+                    ? "its daemon keeps no ring; the system log says why"
+                    : "its daemon is not running (wpd -c " + std::to_string(id) + " starts it)"));
+  return false;
 }
 
 bool TellDaemon(int camera_id) {

@@ -10,8 +10,10 @@ namespace wpctl {
 
 void AddDatabaseCommands(CLI::App& app, int& status);
 void AddCameraCommands(CLI::App& app, int& status);
-/// Verbs of the group "camera" that show live pictures.
+/// Verbs of the group "camera" that show live pictures and their motion.
 void AddLiveCommands(CLI::App& camera_group, int& status);
+void AddTuneCommand(CLI::App& camera_group, int& status);
+void AddRegionCommands(CLI::App& app, int& status);
 void AddScheduleCommands(CLI::App& app, int& status);
 void AddEventCommands(CLI::App& app, int& status);
 

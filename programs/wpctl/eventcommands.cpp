@@ -6,7 +6,6 @@
 #include <CLI/CLI.hpp>
 #include <array>
 #include <cstdio>
-#include <ctime>
 #include <map>
 #include <memory>
 #include <nlohmann/json.hpp>
@@ -14,6 +13,7 @@
 
 #include "cameras.h"
 #include "commands.h"
+#include "events.h"
 #include "report.h"
 
 namespace wpctl {
@@ -26,33 +26,6 @@ struct Filter {
   int limit = 20;
   bool as_json = false;
 };
-
-std::string LocalTime(long seconds) {
-  const time_t when = seconds;
-  tm local{};
-  std::array<char, 40> text{};
-  if (localtime_r(&when, &local) == nullptr) return std::to_string(seconds);
-  (void)strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S", &local);  // always fits
-  return text.data();
-}
-
-std::string Duration(long seconds) {
-  std::array<char, 32> text{};
-  (void)std::snprintf(
-      text.data(), text.size(), "%ld:%02ld:%02ld", seconds / 3600, seconds / 60 % 60, seconds % 60);
-  return text.data();
-}
-
-std::string CauseName(EVENT_CAUSE cause) {
-  switch (cause) {
-    case EVENT_CAUSE_CONTINUOUS:
-      return "continuous";
-    case EVENT_CAUSE_MOTION:
-      return "motion";
-    default:
-      return std::to_string(cause);
-  }
-}
 
 EVENT_CAUSE CauseOf(const std::string& name) {
   if (name == "continuous") return EVENT_CAUSE_CONTINUOUS;

@@ -1,6 +1,5 @@
 // wpctl camera snapshot and watch: live pictures.
 
-#include <signal.h>
 #include <string.h>
 #include <sys/timerfd.h>
 #include <watchpost/camera/camera.h>
@@ -26,6 +25,7 @@
 #include "commands.h"
 #include "progress.h"
 #include "report.h"
+#include "signals.h"
 #include "watcher.h"
 
 namespace wpctl {
@@ -184,23 +184,14 @@ nlohmann::ordered_json ToJson(const WatchReport& report) {
           {"rings", report.rings}};
 }
 
-sigset_t EndingSignals() {
-  sigset_t set;
-  (void)sigemptyset(&set);
-  for (const int number : {SIGINT, SIGTERM, SIGHUP}) (void)sigaddset(&set, number);
-  return set;
-}
-
 // Shows what the watcher sees until a signal, or until it or the time is over.
 WatchReport ShowUntilOver(Watcher& watcher, const WatchOptions& options) {
   using Clock = std::chrono::steady_clock;
-  const sigset_t signals = EndingSignals();
   const Clock::time_point begin = Clock::now();
   Clock::time_point next_line = begin + std::chrono::seconds(1);
   Progress progress(options.seconds > 0 || options.frames > 0);
   for (;;) {
-    const timespec slice{0, 100000000};
-    const bool interrupted = sigtimedwait(&signals, nullptr, &slice) > 0;
+    const bool interrupted = WaitForEndingSignal();
     const WatchReport report = watcher.Report();
     const Clock::time_point now = Clock::now();
     const double passed = std::chrono::duration<double>(now - begin).count();
@@ -221,19 +212,12 @@ WatchReport ShowUntilOver(Watcher& watcher, const WatchOptions& options) {
 int Watch(const WatchOptions& options) {
   const std::optional<Camera> camera = FindCamera(options.camera);
   if (!camera) return kFailed;
-  if (CameraConnectionStatus(camera->GetId()) == CAM_CONN_NONE) {
-    return Failed("no live pictures of camera \"" + camera->GetName() + "\": " +
-                  (RunningDaemon(camera->GetId())
-                       ? "its daemon keeps no ring; the system log says why"
-                       : "its daemon is not running (wpd -c " + std::to_string(camera->GetId()) +
-                             " starts it)"));
-  }
+  if (!RequireLivePictures(*camera)) return kFailed;
   std::error_code failure;
   if (!options.folder.empty()) std::filesystem::create_directories(options.folder, failure);
   if (failure) return Failed("cannot make " + options.folder + ": " + failure.message());
 
-  const sigset_t signals = EndingSignals();
-  (void)pthread_sigmask(SIG_BLOCK, &signals, nullptr);  // cannot fail with these arguments
+  BlockEndingSignals();
   long left = options.frames;
   std::string error;
   WatchReport report;

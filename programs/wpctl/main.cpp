@@ -47,6 +47,7 @@ int main(int argc, char** argv) {
   wpctl::AddDatabaseCommands(app, status);
   wpctl::AddCameraCommands(app, status);
   wpctl::AddScheduleCommands(app, status);
+  wpctl::AddRegionCommands(app, status);
   wpctl::AddEventCommands(app, status);
   try {
     app.parse(argc, argv);

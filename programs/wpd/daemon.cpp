@@ -42,12 +42,12 @@ int NextSignal(timespec limit) {
 
 class Daemon {
  public:
-  Daemon(const Settings& settings, const Camera& camera)
-      : camera_(camera),
-        rows_(camera.GetId()),
-        recorder_(settings, camera, [this](const RecordingRow& row) { rows_.Put(row); }),
-        ring_(camera.GetId(), settings.ring_size),
-        stream_(settings, camera, ring_, recorder_) {}
+  Daemon(const Settings& settings, const CameraRecord& record)
+      : camera_(record.camera),
+        rows_(camera_.GetId()),
+        recorder_(settings, record, [this](const RecordingRow& row) { rows_.Put(row); }),
+        ring_(camera_.GetId(), settings.ring_size),
+        stream_(settings, camera_, ring_, recorder_) {}
 
   int Run(Readiness& readiness) {
     rows_.Report(DAEMON_STATUS_STARTING);
@@ -94,9 +94,9 @@ class Daemon {
       const int number = NextSignal({1, 0});
       if (number == SIGINT || number == SIGTERM) return;
       if (number == SIGHUP) rows_.Reload();
-      if (const std::optional<Camera> changed = rows_.TakeReloaded()) {
-        recorder_.SetCamera(*changed);
-        stream_.SetCamera(*changed);
+      if (const std::optional<CameraRecord> changed = rows_.TakeReloaded()) {
+        recorder_.SetRecord(*changed);
+        stream_.SetCamera(changed->camera);
       }
       recorder_.OnTick();
     }
@@ -135,8 +135,8 @@ void BlockSignals() {
   (void)signal(SIGXFSZ, SIG_IGN);  // a limit on file sizes is a failed write, not the end
 }
 
-int RunDaemon(const Settings& settings, const Camera& camera, Readiness& readiness) {
-  return Daemon(settings, camera).Run(readiness);
+int RunDaemon(const Settings& settings, const CameraRecord& record, Readiness& readiness) {
+  return Daemon(settings, record).Run(readiness);
 }
 
 }  // namespace wpd

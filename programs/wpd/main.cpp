@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <unistd.h>
-#include <watchpost/camera/camera.h>
 #include <watchpost/foundation/wpdb.h>
 
 #include <CLI/CLI.hpp>
@@ -10,6 +9,7 @@
 #include <optional>
 #include <string>
 
+#include "camerarecord.h"
 #include "daemon.h"
 #include "instancelock.h"
 #include "launcher.h"
@@ -28,8 +28,8 @@ int Fail(const std::string& why) {
   return 1;
 }
 
-bool LoadCamera(int id, Camera& camera, std::string& error) {
-  if (camera.Load(id) == 0) return true;
+bool Load(int id, wpd::CameraRecord& record, std::string& error) {
+  if (wpd::LoadRecord(id, record)) return true;
   pg_conn* conn = WPDBConnect();
   WPDBClose(conn);
   error =
@@ -52,8 +52,8 @@ int Run(const Options& options) {
   if (!options.foreground) (void)close_range(3, ~0U, 0);
   wpd::OpenLog(options.foreground);
   std::string error;
-  Camera camera;
-  if (!LoadCamera(options.camera_id, camera, error)) return Fail(error);
+  wpd::CameraRecord record;
+  if (!Load(options.camera_id, record, error)) return Fail(error);
   wpd::InstanceLock lock(options.camera_id);
   if (!lock.Take(error)) return Fail(error);
 
@@ -63,7 +63,7 @@ int Run(const Options& options) {
   }
   lock.WriteProcessId();
   wpd::BlockSignals();
-  return wpd::RunDaemon(wpd::LoadSettings(), camera, readiness);
+  return wpd::RunDaemon(wpd::LoadSettings(), record, readiness);
 }
 
 }  // namespace

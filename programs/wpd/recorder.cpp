@@ -21,6 +21,13 @@ std::string Title(const Camera& camera) {
   return "camera " + std::to_string(camera.GetId()) + " (" + camera.GetName() + ")";
 }
 
+std::unique_ptr<watchpost::MotionSequence> MakeSequence(const CameraRecord& record) {
+  // The mean of a block alone tells less of a light than of what moves.
+  constexpr bool kFast = false;
+  return std::make_unique<watchpost::MotionSequence>(
+      record.regions, record.camera.GetSensitivity(), kFast);
+}
+
 // Free space for this process's user where the camera's recordings go; unknown counts as plenty,
 // writing will tell.
 std::uint64_t FreeBytes(const std::string& folder) {
@@ -31,28 +38,63 @@ std::uint64_t FreeBytes(const std::string& folder) {
 
 }  // namespace
 
-Recorder::Recorder(const Settings& settings, const Camera& camera, RowSink sink)
+Recorder::Recorder(const Settings& settings, const CameraRecord& record, RowSink sink)
     : settings_(settings),
       sink_(std::move(sink)),
-      camera_(camera),
-      disk_trouble_(Title(camera) + ": recording again", kSteady) {}
+      camera_(record.camera),
+      regions_(record.regions),
+      motion_(MakeSequence(record)),
+      history_(settings.motion_before, settings.history_bytes),
+      disk_trouble_(Title(camera_) + ": recording again", kSteady) {}
 
-void Recorder::SetCamera(const Camera& camera) {
+void Recorder::SetRecord(const CameraRecord& record) {
   const std::lock_guard lock(mutex_);
+  const Camera& camera = record.camera;
   const bool moved = camera.GetStoragePath() != camera_.GetStoragePath() ||
                      camera.GetFilenamePrefix() != camera_.GetFilenamePrefix() ||
                      camera.IsMotionLog() != camera_.IsMotionLog();
+  const bool looks_otherwise =
+      camera.GetSensitivity() != camera_.GetSensitivity() || record.regions != regions_;
   camera_ = camera;
-  if (moved) End();
+  regions_ = record.regions;
+  if (looks_otherwise) motion_ = MakeSequence(record);
+  // The log of a recording holds the sensitivity that its levels are to be judged by.
+  if (moved || (looks_otherwise && camera.IsMotionLog())) End();
 }
 
 void Recorder::OnFrame(const Frame& frame) {
   const std::lock_guard lock(mutex_);
+  if (closed_) return;
   const RecordingType mode = camera_.GetCurrentSchedule();
   if (recording_ != nullptr && NeedsNewFile(frame, mode)) End();
-  if (closed_ || mode == RECORDING_NONE || !MayRecordAgain(frame.steady)) return;
-  if (recording_ == nullptr) Begin(frame, mode);
-  if (recording_ != nullptr) Append(frame);
+  const watchpost::MotionResult seen = LookForMotion(frame, mode);
+  if (mode == RECORDING_MOTION && seen.motion)
+    record_until_ = frame.steady + settings_.motion_after;
+  const bool wanted =
+      mode == RECORDING_CONTINUOUS || (mode == RECORDING_MOTION && frame.steady <= record_until_);
+  if (!wanted) End();
+  if (wanted && MayRecordAgain(frame.steady)) return Record(frame, seen.level, mode);
+  if (mode == RECORDING_MOTION) history_.Add(frame, seen.level);
+}
+
+// A pause in looking must not make the first picture after it look like motion.
+watchpost::MotionResult Recorder::LookForMotion(const Frame& frame, RecordingType mode) {
+  if (mode == RECORDING_MOTION || (mode == RECORDING_CONTINUOUS && camera_.IsMotionLog()))
+    return motion_->Look(frame.data, static_cast<int>(frame.size));
+  motion_->Begin();
+  return {};
+}
+
+void Recorder::Record(const Frame& frame, int level, RecordingType mode) {
+  if (mode != RECORDING_MOTION) history_.Clear();
+  bool goes_on = true;
+  const auto put = [&](const Frame& at_hand, int its_level) {
+    goes_on =
+        goes_on && (recording_ != nullptr || Begin(at_hand, mode)) && Append(at_hand, its_level);
+  };
+  history_.ForEach(put);
+  history_.Clear();
+  put(frame, level);
 }
 
 bool Recorder::NeedsNewFile(const Frame& frame, RecordingType mode) const {
@@ -75,23 +117,34 @@ bool Recorder::MayRecordAgain(Clock::time_point now) {
   return true;
 }
 
-void Recorder::Begin(const Frame& frame, RecordingType mode) {
+bool Recorder::Begin(const Frame& frame, RecordingType mode) {
   std::string error;
-  // Until motion is looked at, hours of motion are recorded whole.
-  recording_ = Recording::Start(camera_, EVENT_CAUSE_CONTINUOUS, frame, error);
-  if (recording_ == nullptr) return Suspend(frame.steady, error);
+  const EVENT_CAUSE cause = mode == RECORDING_MOTION ? EVENT_CAUSE_MOTION : EVENT_CAUSE_CONTINUOUS;
+  recording_ = Recording::Start(camera_, cause, frame, error);
+  if (recording_ == nullptr) {
+    Suspend(Clock::now(), error);
+    return false;
+  }
   mode_ = mode;
   next_row_ = frame.steady;
+  return true;
 }
 
-void Recorder::Append(const Frame& frame) {
-  const int status = recording_->Write(frame, 0);
-  if (status == MJE_ERR_FULL) return End();  // the next frame begins a new file
-  if (status != MJE_OK)
-    return Suspend(frame.steady, std::string("cannot write: ") + strerror(errno));
+// False when the disk does not take it.
+bool Recorder::Append(const Frame& frame, int level) {
+  const int status = recording_->Write(frame, level);
+  if (status == MJE_ERR_FULL) {  // the next frame begins a new file
+    End();
+    return true;
+  }
+  if (status != MJE_OK) {
+    Suspend(Clock::now(), std::string("cannot write: ") + strerror(errno));
+    return false;
+  }
   disk_trouble_.End();
   suspension_ = std::chrono::seconds(0);
   if (frame.steady >= next_row_) Publish(frame.steady);
+  return true;
 }
 
 void Recorder::Suspend(Clock::time_point now, const std::string& reason) {
@@ -122,6 +175,9 @@ void Recorder::End() {
 
 void Recorder::OnConnectionLost() {
   const std::lock_guard lock(mutex_);
+  motion_->Begin();
+  history_.Clear();
+  record_until_ = {};
   End();
 }
 

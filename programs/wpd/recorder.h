@@ -9,7 +9,10 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <vector>
 
+#include "camerarecord.h"
+#include "framehistory.h"
 #include "log.h"
 #include "recording.h"
 #include "settings.h"
@@ -21,13 +24,13 @@ class Recorder {
   using RowSink = std::function<void(const RecordingRow& row)>;
 
   /// `sink` receives every new state of a row and must not block.
-  Recorder(const Settings& settings, const Camera& camera, RowSink sink);
+  Recorder(const Settings& settings, const CameraRecord& record, RowSink sink);
 
-  /// Takes over changed settings of the camera; a change of where recordings go ends the present
-  /// one.
-  void SetCamera(const Camera& camera);
+  /// Takes over changed settings of the camera; a change of where recordings go, or of what counts
+  /// as motion, ends the present one.
+  void SetRecord(const CameraRecord& record);
 
-  /// Looks at a frame and records it when the schedule says so.
+  /// Looks at a frame and records it when the schedule, or what moves in it, says so.
   void OnFrame(const Frame& frame);
 
   /// Ends the present recording: there will be no frames for a while.
@@ -46,8 +49,10 @@ class Recorder {
 
   bool NeedsNewFile(const Frame& frame, RecordingType mode) const;
   bool MayRecordAgain(Clock::time_point now);
-  void Begin(const Frame& frame, RecordingType mode);
-  void Append(const Frame& frame);
+  watchpost::MotionResult LookForMotion(const Frame& frame, RecordingType mode);
+  void Record(const Frame& frame, int level, RecordingType mode);
+  bool Begin(const Frame& frame, RecordingType mode);
+  bool Append(const Frame& frame, int level);
   void End();
   void Publish(Clock::time_point now);
   void Suspend(Clock::time_point now, const std::string& reason);
@@ -56,6 +61,10 @@ class Recorder {
   const RowSink sink_;
   std::mutex mutex_;  // guards all below
   Camera camera_;
+  std::vector<watchpost::PixelRegion> regions_;
+  std::unique_ptr<watchpost::MotionSequence> motion_;
+  FrameHistory history_;            // what came since the last frame that was recorded
+  Clock::time_point record_until_;  // because of motion
   std::unique_ptr<Recording> recording_;
   RecordingType mode_ = RECORDING_NONE;  // under which recording_ was begun
   Clock::time_point next_row_;

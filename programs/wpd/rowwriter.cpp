@@ -126,7 +126,7 @@ void RowWriter::Reload() {
   work_.notify_one();
 }
 
-std::optional<Camera> RowWriter::TakeReloaded() {
+std::optional<CameraRecord> RowWriter::TakeReloaded() {
   const std::lock_guard lock(mutex_);
   return std::exchange(reloaded_, std::nullopt);
 }
@@ -213,12 +213,12 @@ bool RowWriter::WriteStatus(std::unique_lock<std::mutex>& lock) {
 
 bool RowWriter::LoadCamera(std::unique_lock<std::mutex>& lock) {
   lock.unlock();
-  Camera camera;
-  const bool loaded = camera.Load(camera_id_) == 0;
+  CameraRecord record;
+  const bool loaded = LoadRecord(camera_id_, record);
   const bool answers = loaded || DatabaseAnswers();
   lock.lock();
   // A record that is gone cannot be taken over: the daemon goes on with the one it has.
-  if (loaded) reloaded_ = camera;
+  if (loaded) reloaded_ = record;
   if (answers) reload_ = false;
   return answers;
 }

@@ -2,7 +2,6 @@
 // What cannot be written is written later, and kept in a journal on disk meanwhile. Thread-safe.
 #pragma once
 
-#include <watchpost/camera/camera.h>
 #include <watchpost/event/event.h>
 #include <watchpost/service/services.h>
 
@@ -16,6 +15,7 @@
 #include <string>
 #include <thread>
 
+#include "camerarecord.h"
 #include "log.h"
 #include "recordingrow.h"
 #include "rowjournal.h"
@@ -44,7 +44,7 @@ class RowWriter {
   void Reload();
 
   /// The camera's record, once after each time that it was read; nothing else.
-  std::optional<Camera> TakeReloaded();
+  std::optional<CameraRecord> TakeReloaded();
 
   /// Waits until all that was handed in is written; false when `limit` was over before.
   bool Flush(std::chrono::milliseconds limit);
@@ -81,7 +81,7 @@ class RowWriter {
   Entries entries_;
   std::deque<DAEMON_STATUS> statuses_;  // still to be reported
   bool reload_ = false;                 // the camera is still to be read
-  std::optional<Camera> reloaded_;
+  std::optional<CameraRecord> reloaded_;
   bool journal_kept_ = false;  // there are rows in the journal
   bool busy_ = false;          // a statement is being run
   bool hurry_ = false;         // somebody waits in Flush

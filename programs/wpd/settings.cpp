@@ -43,12 +43,18 @@ Settings LoadSettings() {
   long frame_timeout = settings.frame_timeout.count();
   long largest_frame = settings.largest_frame >> kKiB;
   long ring = settings.ring_size >> kKiB;
+  long before = settings.motion_before.count();
+  long after = settings.motion_after.count();
+  long history = static_cast<long>(settings.history_bytes >> kMiB);
   long reserve = static_cast<long>(settings.reserve_bytes >> kMiB);
   Read(hash, "row_interval_seconds", 1, 60, row_interval);
   Read(hash, "cut_seconds", 10, 86400, cut_seconds);
   Read(hash, "cut_mebibytes", 1, 1900, cut_mebibytes);
   Read(hash, "frame_timeout_seconds", 1, 300, frame_timeout);
   Read(hash, "largest_frame_kibibytes", 64, 65536, largest_frame);
+  Read(hash, "motion_before_seconds", 0, 60, before);
+  Read(hash, "motion_after_seconds", 1, 600, after);
+  Read(hash, "motion_history_mebibytes", 1, 256, history);
   Read(hash, "ring_kibibytes", 0, 8192, ring);
   Read(hash, "reserve_mebibytes", 1, 65536, reserve);
   settings.row_interval = std::chrono::seconds(row_interval);
@@ -58,6 +64,9 @@ Settings LoadSettings() {
   settings.largest_frame = static_cast<std::uint32_t>(largest_frame) << kKiB;
   // Nothing, or enough for a picture: a frame gets a fifth of it at most.
   settings.ring_size = ring == 0 ? 0 : static_cast<std::uint32_t>(std::max(ring, 64L)) << kKiB;
+  settings.motion_before = std::chrono::seconds(before);
+  settings.motion_after = std::chrono::seconds(after);
+  settings.history_bytes = static_cast<std::size_t>(history) << kMiB;
   settings.reserve_bytes = static_cast<std::uint64_t>(reserve) << kMiB;
   return settings;
 }

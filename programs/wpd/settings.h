@@ -2,6 +2,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 
 namespace wpd {
@@ -15,6 +16,10 @@ struct Settings {
   std::uint32_t largest_frame = 8U << 20;  ///< a longer frame is dropped; in KiB, 64 to 65536
   std::uint32_t ring_size =
       1U << 20;  ///< shared memory for live frames; in KiB, 64 to 8192, or 0 for none
+  std::chrono::seconds motion_before{5};  ///< recorded before motion, 0 to 60
+  std::chrono::seconds motion_after{5};   ///< recorded after motion, 1 to 600
+  std::size_t history_bytes =
+      16U << 20;  ///< most memory for frames before motion; in MiB, 1 to 256
   std::uint64_t reserve_bytes =
       16ULL << 20;  ///< free space wanted before recording goes on; in MiB, 1 to 65536
 };

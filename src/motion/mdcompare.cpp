@@ -1,0 +1,115 @@
+#include <algorithm>
+#include <csetjmp>
+#include <cstddef>
+#include <cstdint>
+
+#include "motion/coefficients_internal.h"
+#include "motion/mdworkspace_internal.h"
+
+const unsigned char gMDCompWeighting[3][3] = {{100, 0, 0}, {60, 40, 0}, {15, 50, 35}};
+const unsigned char gMDCompSamplePerBlock[3] = {32, 8, 4};
+const unsigned char gMDCompDiff[3] = {8, 4, 2};
+const unsigned char gMDFCompWeighting[3][3] = {{100, 0, 0}, {60, 40, 0}, {30, 50, 20}};
+const unsigned char gMDFCompSamplePerBlock[3] = {1, 1, 1};
+const unsigned char gMDFCompDiff[3] = {32, 8, 4};
+
+namespace watchpost {
+namespace {
+
+constexpr int kMostComponents = 3;
+constexpr int kHighestLevel = 100;
+
+// The coefficients of the blocks of a run.
+const JCOEF* BlocksOf(MD_DECODER& decoder, int component, const MD_RUN& run) {
+  return decoder.info.mem->access_virt_barray(reinterpret_cast<j_common_ptr>(&decoder.info),
+                                              decoder.coefficients[component],
+                                              run.row,
+                                              1,
+                                              FALSE)[0][run.begin];
+}
+
+// The first coefficients of all blocks of a component.
+const JCOEF* DcOf(const MD_DECODER& decoder, int component) {
+  const JCOEF* dc = decoder.dc;
+  for (int i = 0; i < component; ++i)
+    dc += std::size_t{decoder.shape.components[i].rows} * decoder.shape.components[i].columns;
+  return dc;
+}
+
+// A whole picture beside one that was read in fast mode, whose other coefficients count as 0.
+std::uint32_t CompareWithDc(const JCOEF* blocks, const JCOEF* dc, std::uint32_t count) {
+  std::uint32_t sum = 0;
+  for (std::uint32_t i = 0; i < count; ++i) {
+    const JBLOCK block = {dc[i]};
+    sum += SumOfDifferences(block, blocks + std::size_t{i} * DCTSIZE2, DCTSIZE2);
+  }
+  return sum;
+}
+
+// Needs both recovery points set: reaching the blocks may fail.
+std::uint32_t CalComponentMAE(MD_DETECTION& detection,
+                              MD_DECODER& first,
+                              MD_DECODER& second,
+                              int component) {
+  const MD_AREA& area = detection.workspace->areas[component];
+  const bool fast = detection.fast != 0 || second.coefficients == nullptr;
+  const JCOEF* first_dc = DcOf(first, component);
+  const JCOEF* second_dc = DcOf(second, component);
+  std::uint32_t sum = 0;
+  detection.blocks_compared[component] = 0;
+  for (const MD_RUN* run = area.runs; run != area.runs + area.count; ++run) {
+    const std::size_t at = std::size_t{run->row} * area.columns + run->begin;
+    const std::uint32_t blocks = run->end - run->begin;
+    detection.blocks_compared[component] += blocks;
+    if (fast) {
+      sum += SumOfDifferences(first_dc + at, second_dc + at, blocks);
+    } else if (first.coefficients == nullptr) {
+      sum += CompareWithDc(BlocksOf(second, component, *run), first_dc + at, blocks);
+    } else {
+      sum += SumOfDifferences(BlocksOf(first, component, *run),
+                              BlocksOf(second, component, *run),
+                              std::size_t{blocks} * DCTSIZE2);
+    }
+  }
+  return sum;
+}
+
+// All in 32 bits, and the sum of the components in 8: both wrap, and that is part of the decision.
+int IsMotionDetected(const MD_DETECTION& detection,
+                     int components,
+                     const std::uint32_t* differences,
+                     unsigned* level) {
+  const bool fast = detection.fast != 0;
+  const auto& weighting = fast ? gMDFCompWeighting : gMDCompWeighting;
+  const auto& samples = fast ? gMDFCompSamplePerBlock : gMDCompSamplePerBlock;
+  const auto& scale = fast ? gMDFCompDiff : gMDCompDiff;
+  std::uint8_t sum = 0;
+  for (int i = 0; i < components; ++i) {
+    const std::uint32_t divisor = samples[i] * detection.blocks_compared[i] * scale[i];
+    if (divisor == 0) continue;  // no block of it is in the area
+    const std::uint32_t term = weighting[components - 1][i] * differences[i] / divisor;
+    sum = static_cast<std::uint8_t>(sum + term);
+  }
+  *level = std::min<unsigned>(sum, kHighestLevel);
+  return sum >= kHighestLevel - detection.sensitivity ? MD_MOTION : MD_NO_MOTION;
+}
+
+}  // namespace
+
+int Compare(MD_DETECTION& detection,
+            MD_DECODER& first,
+            MD_DECODER& second,
+            unsigned* level) noexcept {
+  const int components = second.shape.count;
+  if (components > kMostComponents) return MD_ERR_INCOMPATIBLE;
+  if (detection.fast != 0 && first.coefficients != nullptr) {  // read before the mode was changed
+    if (const int status = CopyDc(first); status != MD_OK) return status;
+  }
+  if (setjmp(first.errors.jump) != 0 || setjmp(second.errors.jump) != 0) return MD_ERR_JPEG;
+  std::uint32_t differences[kMostComponents] = {0, 0, 0};
+  for (int i = 0; i < components; ++i)
+    differences[i] = CalComponentMAE(detection, first, second, i);
+  return IsMotionDetected(detection, components, differences, level);
+}
+
+}  // namespace watchpost

@@ -1,0 +1,52 @@
+// The motion of one camera, picture by picture, whatever its pictures do. Reentrant; one thread at
+// a time uses an object.
+#pragma once
+
+#include <memory>
+#include <vector>
+
+#include "motion/md.h"
+#include "platform/export.h"
+
+namespace watchpost {
+
+/// A rectangle in picture pixels, edges inclusive.
+struct PixelRegion {
+  int left, top, right, bottom;
+  bool operator==(const PixelRegion&) const = default;
+};
+
+/// What one picture showed.
+struct MotionResult {
+  int level;      ///< 0 to 100; 0 where nothing could be compared
+  bool motion;    ///< the level reaches 100 - sensitivity
+  bool compared;  ///< false for a first picture, one of another size than the one before, a broken
+                  ///< one
+};
+
+/// Keeps an MD_DETECTION over a camera's pictures: turns regions into ranges of blocks, begins
+/// again when the pictures change their size, and lets broken ones pass. Only what lies in the
+/// first 256 rows and columns of blocks can be watched (2048 pixels).
+class WATCHPOST_API MotionSequence {
+ public:
+  /// No region means the whole picture. `sensitivity` is 0 to 100.
+  MotionSequence(std::vector<PixelRegion> regions, int sensitivity, bool fast);
+  ~MotionSequence();
+  MotionSequence(const MotionSequence&) = delete;
+  MotionSequence& operator=(const MotionSequence&) = delete;
+
+  /// Compares the picture with the one before.
+  MotionResult Look(const unsigned char* picture, int size);
+
+  /// The next picture is a first one.
+  void Begin();
+
+ private:
+  bool Fit();
+
+  const std::vector<PixelRegion> regions_;
+  MD_DETECTION detection_{};
+  bool fitted_ = false;  // the ranges are those of the regions
+};
+
+}  // namespace watchpost
