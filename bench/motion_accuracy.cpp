@@ -14,7 +14,7 @@ namespace {
 
 constexpr double kFps = 10;
 constexpr int kFrames = 600;
-constexpr std::array kSensitivities{90, 95, 98};
+constexpr std::array kSensitivities{70, 90, 98};
 constexpr int kSecondsAfter = 5;
 
 struct Score {

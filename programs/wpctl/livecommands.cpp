@@ -199,13 +199,13 @@ WatchReport ShowUntilOver(Watcher& watcher, const WatchOptions& options) {
                                                   static_cast<double>(options.frames)
                                             : passed / std::max(options.seconds, 1);
     progress.Show(share, ReportText(report));
+    if (interrupted || watcher.HasEnded()) return report;
+    if (options.seconds > 0 && passed >= options.seconds) return report;
     if (!progress.IsShown() && !options.json && now >= next_line) {
       std::printf("%s\n", ReportText(report).c_str());
       std::fflush(stdout);
       next_line = now + std::chrono::seconds(1);
     }
-    if (interrupted || watcher.HasEnded()) return report;
-    if (options.seconds > 0 && passed >= options.seconds) return report;
   }
 }
 
