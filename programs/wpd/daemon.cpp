@@ -9,9 +9,11 @@
 #include <optional>
 
 #include "camerastream.h"
+#include "filesync.h"
 #include "livering.h"
 #include "log.h"
 #include "recorder.h"
+#include "recovery.h"
 #include "rowwriter.h"
 
 namespace wpd {
@@ -24,7 +26,8 @@ constexpr milliseconds kReportSlice{250};
 // Together below the 5 seconds in which a daemon has to stop.
 constexpr milliseconds kFetchEnds{1500};
 constexpr milliseconds kFrameEnds{1000};
-constexpr milliseconds kRowsEnd{2000};
+constexpr milliseconds kSyncEnds{500};
+constexpr milliseconds kRowsEnd{1500};
 
 sigset_t WaitedSignals() {
   sigset_t set;
@@ -43,21 +46,26 @@ int NextSignal(timespec limit) {
 class Daemon {
  public:
   Daemon(const Settings& settings, const CameraRecord& record)
-      : camera_(record.camera),
+      : record_(record),
+        camera_(record.camera),
         rows_(camera_.GetId()),
-        recorder_(settings, record, [this](const RecordingRow& row) { rows_.Put(row); }),
+        sync_(settings.sync_interval),
+        recorder_(settings, record, sync_, [this](const RecordingRow& row) { rows_.Put(row); }),
         ring_(camera_.GetId(), settings.ring_size),
         stream_(settings, camera_, ring_, recorder_) {}
 
   int Run(Readiness& readiness) {
     rows_.Report(DAEMON_STATUS_STARTING);
     rows_.Start();
+    FinishLeftovers(record_, rows_);
+    sync_.Start();
     ring_.Create();
     if (!stream_.Start()) {
       const std::string why = std::string("cannot watch the camera: ") + strerror(errno);
       Log("%s", why.c_str());
       readiness.Fail(why);
       ring_.Remove();
+      (void)sync_.Stop(kSyncEnds);  // it has nothing to sync
       rows_.Report(DAEMON_STATUS_STOPPED);
       (void)rows_.Flush(kRowsEnd);
       return 1;
@@ -107,6 +115,7 @@ class Daemon {
     const bool fetch_ended = stream_.Stop(kFetchEnds);
     ring_.Remove();
     const bool recording_ended = recorder_.Close(kFrameEnds);
+    const bool synced = sync_.Stop(kSyncEnds);
     rows_.Report(DAEMON_STATUS_STOPPED);
     const bool rows_written = rows_.Flush(kRowsEnd);
     if (!rows_written) {
@@ -116,11 +125,13 @@ class Daemon {
     }
     Log("camera %d (%s): daemon ends", camera_.GetId(), camera_.GetName().c_str());
     // A thread that still hangs somewhere must not be waited for, nor find its objects gone.
-    if (!fetch_ended || !recording_ended || !rows_written) _exit(status);
+    if (!fetch_ended || !recording_ended || !synced || !rows_written) _exit(status);
   }
 
+  const CameraRecord record_;
   const Camera camera_;
   RowWriter rows_;
+  FileSync sync_;
   Recorder recorder_;
   LiveRing ring_;
   CameraStream stream_;

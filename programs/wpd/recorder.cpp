@@ -38,8 +38,12 @@ std::uint64_t FreeBytes(const std::string& folder) {
 
 }  // namespace
 
-Recorder::Recorder(const Settings& settings, const CameraRecord& record, RowSink sink)
+Recorder::Recorder(const Settings& settings,
+                   const CameraRecord& record,
+                   FileSync& sync,
+                   RowSink sink)
     : settings_(settings),
+      sync_(sync),
       sink_(std::move(sink)),
       camera_(record.camera),
       regions_(record.regions),
@@ -127,6 +131,7 @@ bool Recorder::Begin(const Frame& frame, RecordingType mode) {
   }
   mode_ = mode;
   next_row_ = frame.steady;
+  sync_.Follow(recording_->Path());
   return true;
 }
 
@@ -161,6 +166,7 @@ void Recorder::Publish(Clock::time_point now) {
 void Recorder::End() {
   if (recording_ == nullptr) return;
   if (recording_->Row().frames == 0) {
+    sync_.Release(recording_->Path());
     recording_->Discard();
     recording_.reset();
     return;
@@ -169,6 +175,7 @@ void Recorder::End() {
     disk_trouble_.Begin(Title(camera_) + ": " + recording_->Row().path +
                         " could not be completed: " + strerror(errno));
   }
+  sync_.Release(recording_->Path());
   sink_(recording_->Row());
   recording_.reset();
 }

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "camerarecord.h"
+#include "filesync.h"
 #include "framehistory.h"
 #include "log.h"
 #include "recording.h"
@@ -23,8 +24,9 @@ class Recorder {
  public:
   using RowSink = std::function<void(const RecordingRow& row)>;
 
-  /// `sink` receives every new state of a row and must not block.
-  Recorder(const Settings& settings, const CameraRecord& record, RowSink sink);
+  /// `sync` learns which file is being written; `sink` receives every new state of a row and must
+  /// not block.
+  Recorder(const Settings& settings, const CameraRecord& record, FileSync& sync, RowSink sink);
 
   /// Takes over changed settings of the camera; a change of where recordings go, or of what counts
   /// as motion, ends the present one.
@@ -58,6 +60,7 @@ class Recorder {
   void Suspend(Clock::time_point now, const std::string& reason);
 
   const Settings settings_;
+  FileSync& sync_;
   const RowSink sink_;
   std::mutex mutex_;  // guards all below
   Camera camera_;

@@ -46,6 +46,7 @@ class Recording {
   /// Whether the file is still where it was created.
   [[nodiscard]] bool IsInPlace() const;
 
+  [[nodiscard]] const std::string& Path() const { return path_; }
   [[nodiscard]] const RecordingRow& Row() const { return row_; }
   [[nodiscard]] watchpost::PictureSize Size() const { return size_; }
   [[nodiscard]] std::uint64_t Bytes() const { return bytes_; }

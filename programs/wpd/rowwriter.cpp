@@ -110,6 +110,22 @@ void RowWriter::Put(const RecordingRow& row) {
   work_.notify_one();
 }
 
+void RowWriter::PutRecovered(RecordingRow row) {
+  {
+    const std::lock_guard lock(mutex_);
+    const auto [place, added] = entries_.try_emplace(row.path);
+    Entry& entry = place->second;
+    if (!added) {
+      row.start = entry.row.start;
+      row.cause = entry.row.cause;
+      ++entry.revision;
+    }
+    entry.insert_tried = true;  // the earlier daemon may have
+    entry.row = std::move(row);
+  }
+  work_.notify_one();
+}
+
 void RowWriter::Report(DAEMON_STATUS status) {
   {
     const std::lock_guard lock(mutex_);

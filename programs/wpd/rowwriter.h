@@ -37,6 +37,10 @@ class RowWriter {
   /// Takes over the newest state of a row.
   void Put(const RecordingRow& row);
 
+  /// Takes over the final state of a row that an earlier daemon began. What the journal knows of
+  /// its start and cause counts more.
+  void PutRecovered(RecordingRow row);
+
   /// Takes over a new state of the daemon; all are reported, in their order.
   void Report(DAEMON_STATUS status);
 

@@ -38,6 +38,7 @@ Settings LoadSettings() {
   constexpr int kMiB = 20;
   constexpr int kKiB = 10;
   long row_interval = settings.row_interval.count();
+  long sync_interval = settings.sync_interval.count();
   long cut_seconds = settings.cut_after.count();
   long cut_mebibytes = static_cast<long>(settings.cut_bytes >> kMiB);
   long frame_timeout = settings.frame_timeout.count();
@@ -48,6 +49,7 @@ Settings LoadSettings() {
   long history = static_cast<long>(settings.history_bytes >> kMiB);
   long reserve = static_cast<long>(settings.reserve_bytes >> kMiB);
   Read(hash, "row_interval_seconds", 1, 60, row_interval);
+  Read(hash, "sync_interval_seconds", 1, 60, sync_interval);
   Read(hash, "cut_seconds", 10, 86400, cut_seconds);
   Read(hash, "cut_mebibytes", 1, 1900, cut_mebibytes);
   Read(hash, "frame_timeout_seconds", 1, 300, frame_timeout);
@@ -58,6 +60,7 @@ Settings LoadSettings() {
   Read(hash, "ring_kibibytes", 0, 8192, ring);
   Read(hash, "reserve_mebibytes", 1, 65536, reserve);
   settings.row_interval = std::chrono::seconds(row_interval);
+  settings.sync_interval = std::chrono::seconds(sync_interval);
   settings.cut_after = std::chrono::seconds(cut_seconds);
   settings.cut_bytes = static_cast<std::uint64_t>(cut_mebibytes) << kMiB;
   settings.frame_timeout = std::chrono::seconds(frame_timeout);

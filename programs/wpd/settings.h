@@ -8,8 +8,9 @@
 namespace wpd {
 
 struct Settings {
-  std::chrono::seconds row_interval{5};  ///< between updates of a running recording's row, 1 to 60
-  std::chrono::seconds cut_after{1800};  ///< longest recording, 10 to 86400
+  std::chrono::seconds row_interval{5};   ///< between updates of a running recording's row, 1 to 60
+  std::chrono::seconds sync_interval{5};  ///< between syncs of the file being written, 1 to 60
+  std::chrono::seconds cut_after{1800};   ///< longest recording, 10 to 86400
   std::uint64_t cut_bytes = 1024ULL << 20;  ///< largest recording; in MiB, 1 to 1900
   std::chrono::seconds frame_timeout{
       15};  ///< a camera without a whole frame for so long is lost, 1 to 300

@@ -103,4 +103,13 @@ void Header::PutPictureSize(std::uint32_t width, std::uint32_t height) noexcept 
   Put(kImageSize, width * height * kBytesPerPixel);
 }
 
+std::uint32_t FramesOf(const unsigned char* header) noexcept {
+  return LoadLe32(header + kTotalFrames);
+}
+
+PictureSize PictureSizeOf(const unsigned char* header) noexcept {
+  return {static_cast<std::uint16_t>(LoadLe32(header + kWidth)),
+          static_cast<std::uint16_t>(LoadLe32(header + kHeight))};
+}
+
 }  // namespace watchpost::avi

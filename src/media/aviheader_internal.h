@@ -5,6 +5,7 @@
 #include <cstdint>
 
 #include "media/aviformat.h"
+#include "media/jpegsize.h"
 
 namespace watchpost::avi {
 
@@ -39,5 +40,9 @@ class Header {
 
   Image image_{};
 };
+
+/// What the header block at `header` tells.
+[[nodiscard]] std::uint32_t FramesOf(const unsigned char* header) noexcept;
+[[nodiscard]] PictureSize PictureSizeOf(const unsigned char* header) noexcept;
 
 }  // namespace watchpost::avi

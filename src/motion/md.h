@@ -52,6 +52,8 @@ extern WATCHPOST_API const unsigned char gMDFCompWeighting[3][3];
 extern WATCHPOST_API const unsigned char gMDFCompSamplePerBlock[3];
 extern WATCHPOST_API const unsigned char gMDFCompDiff[3];
 
+extern "C" {
+
 /// Prepares a detection without ranges, with sensitivity 0, in normal mode. Returns MD_OK,
 /// MD_ERR_PARAM or MD_ERR_MEMORY.
 [[nodiscard]] WATCHPOST_API int MD_CreateDetection(MD_DETECTION* detection) noexcept;
@@ -91,3 +93,5 @@ WATCHPOST_API int MD_EnableFastMD(MD_DETECTION* detection, int enable) noexcept;
                                                    const unsigned char* picture,
                                                    int size,
                                                    unsigned* level) noexcept;
+
+}  // extern "C"

@@ -28,8 +28,9 @@ const JCOEF* BlocksOf(MD_DECODER& decoder, int component, const MD_RUN& run) {
                                               FALSE)[0][run.begin];
 }
 
-// The first coefficients of all blocks of a component.
+// The first coefficients of all blocks of a component; null when they have not been copied.
 const JCOEF* DcOf(const MD_DECODER& decoder, int component) {
+  if (decoder.dc == nullptr) return nullptr;
   const JCOEF* dc = decoder.dc;
   for (int i = 0; i < component; ++i)
     dc += std::size_t{decoder.shape.components[i].rows} * decoder.shape.components[i].columns;

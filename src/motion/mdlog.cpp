@@ -60,6 +60,16 @@ void MDLog::PrintQuartet(int value) noexcept {
   (void)write(fd_, bytes, sizeof bytes);  // the reader refuses a log whose count is wrong
 }
 
+int RepairMotionLog(const std::string& path, int frames) noexcept {
+  constexpr off_t kStart = 5;  // count and header byte
+  const watchpost::UniqueFd fd(ORVAEAOpen(path.c_str(), kStream, O_RDWR));
+  if (!fd.IsValid() || frames < 0) return -1;
+  unsigned char count[4];
+  watchpost::StoreLe32(count, static_cast<std::uint32_t>(frames));
+  if (ftruncate(fd.Get(), kStart + frames) != 0) return -1;  // what it adds is 0
+  return pwrite(fd.Get(), count, sizeof count, 0) == sizeof count ? 0 : -1;
+}
+
 int FetchMotionLevel(unsigned char* levels,
                      int frames,
                      std::string path,

@@ -31,6 +31,11 @@ class WATCHPOST_API MDLog {
   int count_ = 0;
 };
 
+/// Finishes the log of a recording of `frames` frames whose writer died: cuts what is too much,
+/// adds levels of 0 where some are missing, and writes the count. Returns 0; -1 when there is no
+/// log, or it cannot be written.
+WATCHPOST_API int RepairMotionLog(const std::string& path, int frames) noexcept;
+
 /// Reads the log of the recording at `path` into `levels`, which has room for `frames` bytes, and
 /// its header byte into `headerByte` (-1 for a 0). Returns the number of levels. Returns -1 when
 /// there is no log, when it does not hold exactly `frames` levels (with a line in the system log),

@@ -22,7 +22,7 @@ void Check(int status, unsigned level) {
 // The first byte tells the mode and the range, the next two where the second picture begins.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   if (size < kHeader) return 0;
-  const std::size_t split = (data[1] << 8U | data[2]) % (size - kHeader + 1);
+  const std::size_t split = (std::size_t{data[1]} << 8U | data[2]) % (size - kHeader + 1);
   // Copies of their own size let the sanitizer see a read past the end.
   const std::vector<unsigned char> first(data + kHeader, data + kHeader + split);
   const std::vector<unsigned char> second(data + kHeader + split, data + size);

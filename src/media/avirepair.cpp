@@ -1,0 +1,255 @@
+#include "media/avirepair.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <optional>
+#include <vector>
+
+#include "foundation/byteorder.h"
+#include "foundation/unique_fd.h"
+#include "media/aviheader_internal.h"
+#include "media/jpegsize.h"
+
+namespace watchpost {
+namespace {
+
+// Enough of a frame to find its size in.
+constexpr std::size_t kFrameStart = 64 << 10;
+// The 8 bytes that an empty recording has behind its empty index.
+constexpr std::uint64_t kEmptyTail = 8;
+
+using Start = std::array<unsigned char, avi::kFramesAt>;
+
+bool ReadAt(int fd, std::uint64_t at, unsigned char* to, std::size_t length) {
+  while (length > 0) {
+    const ssize_t n = pread(fd, to, length, static_cast<off_t>(at));
+    if (n <= 0) return false;
+    to += n;
+    at += static_cast<std::uint64_t>(n);
+    length -= static_cast<std::size_t>(n);
+  }
+  return true;
+}
+
+bool WriteAt(int fd, std::uint64_t at, const unsigned char* from, std::size_t length) {
+  while (length > 0) {
+    const ssize_t n = pwrite(fd, from, length, static_cast<off_t>(at));
+    if (n <= 0) return false;
+    from += n;
+    at += static_cast<std::uint64_t>(n);
+    length -= static_cast<std::size_t>(n);
+  }
+  return true;
+}
+
+std::uint64_t SizeOf(int fd) {
+  struct stat status {};
+  return fstat(fd, &status) == 0 ? static_cast<std::uint64_t>(status.st_size) : 0;
+}
+
+// The fixed parts of the header block: what differs from file to file are numbers.
+bool IsOurs(const Start& start) {
+  const avi::Header::Image fresh = avi::Header().Bytes();
+  const auto same = [&](std::size_t offset, std::size_t length) {
+    return std::memcmp(start.data() + avi::kHeaderAt + offset, fresh.data() + offset, length) == 0;
+  };
+  return std::memcmp(start.data(), "RIFF", 4) == 0 &&
+         std::memcmp(start.data() + 8, "AVI ", 4) == 0 && same(0, 20) && same(76, 28) &&
+         same(144, 12) && same(192, 20) &&
+         std::memcmp(start.data() + avi::kMoviListAt, "LIST", 4) == 0 &&
+         std::memcmp(start.data() + avi::kMoviCodeAt, "movi", 4) == 0;
+}
+
+// The whole frames from the first one on.
+struct Frames {
+  std::vector<std::uint32_t> sizes;  // padded
+  std::uint64_t data_bytes = 0;
+  std::uint64_t end = avi::kFramesAt;  // of the last whole frame
+};
+
+// The size of the whole frame chunk at `at`; nothing when there is none.
+std::optional<std::uint32_t> FrameAt(int fd, std::uint64_t at, std::uint64_t file_size) {
+  unsigned char head[avi::kChunkHeaderSize];
+  if (at + sizeof head > file_size || !ReadAt(fd, at, head, sizeof head)) return std::nullopt;
+  const std::uint32_t size = LoadLe32(head + 4);
+  if (std::memcmp(head, avi::kFrameCode, 4) != 0 || size == 0 || size % avi::kFrameAlignment != 0 ||
+      at + sizeof head + size > file_size) {
+    return std::nullopt;
+  }
+  return size;
+}
+
+Frames FindFrames(int fd, std::uint64_t file_size) {
+  Frames frames;
+  while (const auto size = FrameAt(fd, frames.end, file_size)) {
+    frames.sizes.push_back(*size);
+    frames.data_bytes += *size;
+    frames.end += avi::kChunkHeaderSize + *size;
+  }
+  return frames;
+}
+
+// A power cut may leave a frame of zeros, its length in place and its bytes not.
+void DropHollowFrames(int fd, Frames& frames) {
+  while (!frames.sizes.empty()) {
+    const std::uint32_t size = frames.sizes.back();
+    unsigned char first[2] = {};
+    unsigned char last[avi::kFrameAlignment] = {};
+    if (ReadAt(fd, frames.end - size, first, sizeof first) && first[0] == 0xFF &&
+        first[1] == 0xD8 && ReadAt(fd, frames.end - sizeof last, last, sizeof last) &&
+        std::any_of(std::begin(last), std::end(last), [](unsigned char c) { return c != 0; })) {
+      return;
+    }
+    frames.sizes.pop_back();
+    frames.data_bytes -= size;
+    frames.end -= avi::kChunkHeaderSize + size;
+  }
+}
+
+// Width and height of the first frame.
+std::optional<PictureSize> FirstPicture(int fd, const Frames& frames) {
+  if (frames.sizes.empty()) return std::nullopt;
+  std::vector<unsigned char> frame(std::min<std::size_t>(frames.sizes[0], kFrameStart));
+  if (!ReadAt(fd, avi::kFramesAt + avi::kChunkHeaderSize, frame.data(), frame.size()))
+    return std::nullopt;
+  return ReadJpegSize(frame.data(), frame.size());
+}
+
+// Whether the file says of itself that it is finished: sizes that fit it, and an index of every
+// frame.
+bool IsFinished(int fd, const Start& start, std::uint64_t file_size, std::uint32_t& frames) {
+  const std::uint64_t riff_size = LoadLe32(start.data() + avi::kRiffSizeAt);
+  const std::uint64_t movi_end =
+      avi::kMoviCodeAt + std::uint64_t{LoadLe32(start.data() + avi::kMoviSizeAt)};
+  unsigned char head[avi::kChunkHeaderSize];
+  if (riff_size == 0 || movi_end < avi::kFramesAt || !ReadAt(fd, movi_end, head, sizeof head))
+    return false;
+  const std::uint64_t index_size = LoadLe32(head + 4);
+  if (std::memcmp(head, avi::kIndexCode, 4) != 0 || index_size % avi::kIndexEntrySize != 0)
+    return false;
+  frames = static_cast<std::uint32_t>(index_size / avi::kIndexEntrySize);
+  const std::uint64_t end = movi_end + sizeof head + index_size + (frames == 0 ? kEmptyTail : 0);
+  return end == file_size && frames == avi::FramesOf(start.data() + avi::kHeaderAt);
+}
+
+struct Opened {
+  UniqueFd fd;
+  Start start{};
+  AviState state = kAviUnreadable;
+};
+
+Opened Open(const char* path, int flags) {
+  Opened opened;
+  opened.fd.Reset(open(path, flags | O_CLOEXEC | O_NONBLOCK | O_NOFOLLOW));
+  struct stat status {};
+  if (!opened.fd.IsValid() || fstat(opened.fd.Get(), &status) != 0) return opened;
+  opened.state = kAviForeign;
+  if (!S_ISREG(status.st_mode)) return opened;
+  if (flock(opened.fd.Get(), LOCK_SH | LOCK_NB) != 0) {
+    opened.state = kAviBusy;
+    return opened;
+  }
+  if (!ReadAt(opened.fd.Get(), 0, opened.start.data(), opened.start.size())) return opened;
+  if (IsOurs(opened.start)) opened.state = kAviUnfinished;
+  return opened;
+}
+
+// Leaves the state as it is unless the file turns out to be finished.
+Frames Examine(Opened& opened, AviContents& contents) {
+  const std::uint64_t file_size = SizeOf(opened.fd.Get());
+  contents.bytes = file_size;
+  Frames frames;
+  if (IsFinished(opened.fd.Get(), opened.start, file_size, contents.frames)) {
+    opened.state = kAviFinished;
+    const PictureSize size = avi::PictureSizeOf(opened.start.data() + avi::kHeaderAt);
+    contents.width = size.width;
+    contents.height = size.height;
+    return frames;
+  }
+  frames = FindFrames(opened.fd.Get(), file_size);
+  DropHollowFrames(opened.fd.Get(), frames);
+  contents.frames = static_cast<std::uint32_t>(frames.sizes.size());
+  if (const auto size = FirstPicture(opened.fd.Get(), frames)) {
+    contents.width = size->width;
+    contents.height = size->height;
+  }
+  return frames;
+}
+
+std::vector<unsigned char> IndexOf(const Frames& frames) {
+  const std::size_t size = frames.sizes.size() * avi::kIndexEntrySize;
+  std::vector<unsigned char> index(avi::kChunkHeaderSize + size);
+  std::memcpy(index.data(), avi::kIndexCode, 4);
+  StoreLe32(index.data() + 4, static_cast<std::uint32_t>(size));
+  unsigned char* to = index.data() + avi::kChunkHeaderSize;
+  std::uint32_t offset = avi::kFirstFrameOffset;
+  for (const std::uint32_t frame : frames.sizes) {
+    std::memcpy(to, avi::kFrameCode, 4);
+    StoreLe32(to + 4, avi::kIndexFlags);
+    StoreLe32(to + 8, offset);
+    StoreLe32(to + 12, frame);
+    offset += static_cast<std::uint32_t>(avi::kChunkHeaderSize) + frame;
+    to += avi::kIndexEntrySize;
+  }
+  return index;
+}
+
+Start StartOf(const Frames& frames, const AviContents& contents, std::uint16_t fps) {
+  Start start{};
+  const std::size_t count = frames.sizes.size();
+  avi::Header header;
+  header.Update({.frames = static_cast<std::uint32_t>(count),
+                 .width = contents.width,
+                 .height = contents.height,
+                 .micros_per_frame = avi::kTimeBase / std::max<std::uint32_t>(fps, 1),
+                 .data_bytes = frames.data_bytes});
+  std::memcpy(start.data(), "RIFF", 4);
+  StoreLe32(start.data() + avi::kRiffSizeAt,
+            static_cast<std::uint32_t>((avi::kChunkHeaderSize + avi::kIndexEntrySize) * count +
+                                       frames.data_bytes + avi::kFramesAt));
+  std::memcpy(start.data() + 8, "AVI ", 4);
+  std::memcpy(start.data() + avi::kHeaderAt, header.Bytes().data(), avi::kHeaderSize);
+  std::memcpy(start.data() + avi::kMoviListAt, "LIST", 4);
+  StoreLe32(start.data() + avi::kMoviSizeAt,
+            static_cast<std::uint32_t>(avi::kChunkHeaderSize * count + frames.data_bytes + 4));
+  std::memcpy(start.data() + avi::kMoviCodeAt, "movi", 4);
+  return start;
+}
+
+}  // namespace
+
+AviState InspectAvi(const char* path, AviContents& contents) noexcept {
+  contents = {};
+  if (path == nullptr) return kAviUnreadable;
+  Opened opened = Open(path, O_RDONLY);
+  if (opened.state == kAviUnfinished) (void)Examine(opened, contents);  // tells by the state
+  return opened.state;
+}
+
+AviState RepairAvi(const char* path, std::uint16_t fps, AviContents& contents) noexcept {
+  contents = {};
+  if (path == nullptr) return kAviUnreadable;
+  Opened opened = Open(path, O_RDWR);
+  if (opened.state != kAviUnfinished) return opened.state;
+  const int fd = opened.fd.Get();
+  if (flock(fd, LOCK_EX | LOCK_NB) != 0) return kAviBusy;
+  const Frames frames = Examine(opened, contents);
+  if (opened.state != kAviUnfinished || frames.sizes.empty() || contents.width == 0)
+    return opened.state;
+  const std::vector<unsigned char> index = IndexOf(frames);
+  const Start start = StartOf(frames, contents, fps);
+  // The header last: until it is there, the file is unfinished.
+  const bool written = ftruncate(fd, static_cast<off_t>(frames.end)) == 0 &&
+                       WriteAt(fd, frames.end, index.data(), index.size()) && fdatasync(fd) == 0 &&
+                       WriteAt(fd, 0, start.data(), start.size()) && fdatasync(fd) == 0;
+  contents.bytes = frames.end + index.size();
+  return written ? kAviFinished : kAviUnfinished;
+}
+
+}  // namespace watchpost
