@@ -49,6 +49,7 @@ int main(int argc, char** argv) {
   wpctl::AddScheduleCommands(app, status);
   wpctl::AddRegionCommands(app, status);
   wpctl::AddEventCommands(app, status);
+  wpctl::AddStorageCommands(app, status);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
