@@ -19,5 +19,6 @@ void AddStorageCommands(CLI::App& app, int& status);
 void AddEventCommands(CLI::App& app, int& status);
 /// Verbs of the group "event" that reach into the files.
 void AddPlayCommands(CLI::App& event_group, int& status);
+void AddTimelineCommand(CLI::App& event_group, int& status);
 
 }  // namespace wpctl

@@ -307,6 +307,7 @@ void AddEventCommands(CLI::App& app, int& status) {
   AddList(*group, status);
   AddDelete(*group, status);
   AddPlayCommands(*group, status);
+  AddTimelineCommand(*group, status);
 
   CLI::App* show = group->add_subcommand("show", "Show one recording, and when something moved");
   const auto id = std::make_shared<int>(0);

@@ -1,5 +1,6 @@
 #include <signal.h>
 
+#include <cstdio>
 #include <filesystem>
 
 #include "e2e/appliance.h"
@@ -84,6 +85,24 @@ TEST_F(Storage, ExportsAndClears) {
   for (std::string& frame : ReadFrames(File(rows[1]))) expected.push_back(std::move(frame));
   EXPECT_EQ(ReadFrames(clip), expected) << "in the order of time, whatever the arguments' is";
   EXPECT_EQ(Ctl({"event", "export", first, "-o", clip}).status, 1) << "it is there already";
+  // Another reader of such files than ffmpeg finds the same pictures.
+  WriteFile(root_ / "frames/none", "");
+  EXPECT_EQ(RunProgram({"gst-launch-1.0",
+                        "-q",
+                        "filesrc",
+                        "location=" + clip,
+                        "!",
+                        "avidemux",
+                        "!",
+                        "multifilesink",
+                        "location=" + (root_ / "frames/%05d")})
+                .status,
+            0);
+  for (std::size_t i = 0; i < expected.size(); ++i) {
+    char number[32];
+    (void)std::snprintf(number, sizeof number, "%05zu", i);
+    ASSERT_EQ(ReadFile((root_ / "frames/") + number), expected[i]) << i;
+  }
   const std::string from = "@" + std::to_string(rows[1]["start"].get<long>());
   EXPECT_EQ(
       Ctl({"event", "export", first, second, "--from", from, "-o", root_ / "part.avi"}).status, 0);
