@@ -7,11 +7,7 @@
 #include <cstring>
 #include <string>
 
-extern "C" {
-#include <libavcodec/avcodec.h>
-#include <libavformat/avformat.h>
-#include <libavutil/mathematics.h>
-}
+#include "media/avlibraries_internal.h"
 
 struct MJD_STATE {
   std::uint8_t valid;
@@ -23,6 +19,7 @@ struct MJD_STATE {
   std::uint32_t next_frame;
   AVFormatContext* format;
   AVPacket* packet;
+  const watchpost::AvLibraries* av;
 };
 
 namespace {
@@ -34,8 +31,8 @@ bool IsRegularFile(const char* path) {
 }
 
 // libavformat's messages are no code of ours. A program that has set a level of its own keeps it.
-void StaySilent() {
-  if (av_log_get_level() == AV_LOG_INFO) av_log_set_level(AV_LOG_QUIET);
+void StaySilent(const watchpost::AvLibraries& av) {
+  if (av.log_get_level() == AV_LOG_INFO) av.log_set_level(AV_LOG_QUIET);
 }
 
 int FindStream(const AVFormatContext& format) {
@@ -49,16 +46,17 @@ int FindStream(const AVFormatContext& format) {
 AVRational FrameRate(const AVStream& stream) {
   const AVRational ticks = av_inv_q(stream.time_base);
   const AVRational rate = stream.avg_frame_rate;
-  return rate.num > 0 && rate.den > 0 && av_cmp_q(ticks, av_mul_q(rate, {3, 2})) > 0 ? rate : ticks;
+  return rate.num > 0 && rate.den > 0 && av_q2d(ticks) > 1.5 * av_q2d(rate) ? rate : ticks;
 }
 
 bool InitializeCodec(MJD_STATE& state, const char* path) {
   if (!IsRegularFile(path)) return false;
-  StaySilent();
+  const watchpost::AvLibraries& av = *state.av;
+  StaySilent(av);
   // Named as a file: a path such as "http://..." must not open a connection.
   const std::string url = std::string("file:") + path;
-  if (avformat_open_input(&state.format, url.c_str(), nullptr, nullptr) != 0) return false;
-  if (avformat_find_stream_info(state.format, nullptr) < 0) return false;
+  if (av.open_input(&state.format, url.c_str(), nullptr, nullptr) != 0) return false;
+  if (av.find_stream_info(state.format, nullptr) < 0) return false;
   const int index = FindStream(*state.format);
   if (index < 0 || index > INT16_MAX) return false;
   for (unsigned i = 0; i < state.format->nb_streams; ++i) {
@@ -72,14 +70,15 @@ bool InitializeCodec(MJD_STATE& state, const char* path) {
   if (rate.den != 0)
     state.fps = static_cast<std::uint8_t>(rate.den == -1 ? -rate.num : rate.num / rate.den);
   state.frame_count = static_cast<std::uint32_t>(stream.nb_frames);
-  state.packet = av_packet_alloc();
+  state.packet = av.packet_alloc();
   return state.packet != nullptr;
 }
 
 void Free(MJD_STATE* state) {
-  av_packet_free(&state->packet);
-  avformat_close_input(&state->format);
-  av_free(state);
+  const watchpost::AvLibraries& av = *state->av;
+  av.packet_free(&state->packet);
+  av.close_input(&state->format);
+  av.free(state);
 }
 
 // Whether the packet is frame `wanted` of the stream: in a damaged file, seeking silently ends
@@ -96,12 +95,13 @@ bool ReadRandomVideoFrame(MJD_STATE& state,
                           unsigned number,
                           unsigned char* buffer,
                           unsigned& size) {
+  const watchpost::AvLibraries& av = *state.av;
   const AVStream& stream = *state.format->streams[state.stream_index];
   const AVRational frame = av_inv_q(FrameRate(stream));
-  const std::int64_t wanted = av_rescale_q(number, frame, stream.time_base);
-  const std::int64_t ticks = std::max<std::int64_t>(1, av_rescale_q(1, frame, stream.time_base));
-  if (av_seek_frame(state.format, state.stream_index, wanted, AVSEEK_FLAG_ANY) < 0) return false;
-  if (av_read_frame(state.format, state.packet) < 0) return false;
+  const std::int64_t wanted = av.rescale_q(number, frame, stream.time_base);
+  const std::int64_t ticks = std::max<std::int64_t>(1, av.rescale_q(1, frame, stream.time_base));
+  if (av.seek_frame(state.format, state.stream_index, wanted, AVSEEK_FLAG_ANY) < 0) return false;
+  if (av.read_frame(state.format, state.packet) < 0) return false;
   bool read = IsFrame(state, wanted, ticks);
   if (read && static_cast<unsigned>(state.packet->size) > size) {
     size = 0;
@@ -112,7 +112,7 @@ bool ReadRandomVideoFrame(MJD_STATE& state,
     std::memcpy(buffer, state.packet->data, size);
     state.next_frame = number + 1;
   }
-  av_packet_unref(state.packet);
+  av.packet_unref(state.packet);
   return read;
 }
 
@@ -126,8 +126,11 @@ int Read(MJD_STATE& state, unsigned number, unsigned char* buffer, unsigned* siz
 
 int MJD_CreateDecompress(MJD_HANDLE* handle, const char* path) noexcept {
   if (handle == nullptr || path == nullptr) return MJD_ERR_PARAM;
-  auto* state = static_cast<MJD_STATE*>(av_mallocz(sizeof(MJD_STATE)));
+  const watchpost::AvLibraries* av = watchpost::AvLibraries::Get();
+  if (av == nullptr) return MJD_ERR_READ;
+  auto* state = static_cast<MJD_STATE*>(av->mallocz(sizeof(MJD_STATE)));
   if (state == nullptr) return MJD_ERR_MEMORY;
+  state->av = av;
   state->stream_index = -1;
   if (!InitializeCodec(*state, path)) {
     Free(state);

@@ -31,9 +31,10 @@ struct MJD_ATTRIBUTE {
 extern "C" {
 
 /// Opens a recording, or any local file with a Motion-JPEG stream that libavformat reads; the first
-/// such stream counts. On success stores a handle, which MJD_FinishDecompress frees. Returns
-/// MJD_OK, MJD_ERR_PARAM for a null argument, MJD_ERR_READ, MJD_ERR_MEMORY. A file whose writer
-/// never finished tells one frame: repair it first (avirepair.h).
+/// such stream counts; libavformat is loaded at the first call, and without it no file opens. On
+/// success stores a handle, which MJD_FinishDecompress frees. Returns MJD_OK, MJD_ERR_PARAM for a
+/// null argument, MJD_ERR_READ, MJD_ERR_MEMORY. A file whose writer never finished tells one frame:
+/// repair it first (avirepair.h).
 WATCHPOST_NODISCARD WATCHPOST_API int MJD_CreateDecompress(MJD_HANDLE* handle,
                                                            const char* path) noexcept;
 

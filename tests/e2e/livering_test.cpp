@@ -81,8 +81,8 @@ TEST_F(LiveRing, WatchersThatAreKilledCostNothing) {
   for (int round = 0; round < 3; ++round) {
     std::vector<std::unique_ptr<Process>> watchers;
     for (int i = 0; i < 2; ++i) watchers.push_back(Watch({"--save", root_ / "saved"}));
-    ASSERT_TRUE(
-        Eventually([&] { return watchers[0]->Output() != "" && watchers[1]->Output() != ""; }));
+    ASSERT_TRUE(Eventually(
+        [&] { return !watchers[0]->Output().empty() && !watchers[1]->Output().empty(); }));
     for (const auto& watcher : watchers) ASSERT_EQ(kill(watcher->Pid(), SIGKILL), 0);
   }
   const auto begin = std::filesystem::directory_iterator(root_ / "saved");
@@ -100,7 +100,7 @@ TEST_F(LiveRing, WatchersThatAreKilledCostNothing) {
 
   // A killed daemon leaves all behind; the next one clears it, and watchers find its ring.
   auto waiting = Watch({"--frames", "1000000"});
-  ASSERT_TRUE(Eventually([&] { return waiting->Output() != ""; }));
+  ASSERT_TRUE(Eventually([&] { return !waiting->Output().empty(); }));
   ASSERT_EQ(kill(daemon->Pid(), SIGKILL), 0);
   EXPECT_EQ(daemon->Wait(), 128 + SIGKILL);
   EXPECT_TRUE(HasObjects());
