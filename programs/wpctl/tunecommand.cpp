@@ -72,7 +72,8 @@ int TuneLive(const Camera& camera, const TuneOptions& options) {
   if (!RequireLivePictures(camera)) return kFailed;
   const int sensitivity = options.sensitivity.value_or(camera.GetSensitivity());
   const int threshold = kHighestLevel - sensitivity;
-  watchpost::MotionSequence motion(RegionsOf(camera), sensitivity, false);
+  watchpost::MotionSequence motion(
+      RegionsOf(camera), sensitivity, watchpost::MotionSequence::kUsuallyFast);
   std::atomic<int> level{0};
   std::atomic<int> highest{0};  // since the last line
   BlockEndingSignals();

@@ -22,10 +22,8 @@ std::string Title(const Camera& camera) {
 }
 
 std::unique_ptr<watchpost::MotionSequence> MakeSequence(const CameraRecord& record) {
-  // The mean of a block alone tells less of a light than of what moves.
-  constexpr bool kFast = false;
   return std::make_unique<watchpost::MotionSequence>(
-      record.regions, record.camera.GetSensitivity(), kFast);
+      record.regions, record.camera.GetSensitivity(), watchpost::MotionSequence::kUsuallyFast);
 }
 
 // Free space for this process's user where the camera's recordings go; unknown counts as plenty,

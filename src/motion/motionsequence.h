@@ -29,6 +29,10 @@ struct MotionResult {
 /// first 256 rows and columns of blocks can be watched (2048 pixels).
 class WATCHPOST_API MotionSequence {
  public:
+  /// What recorders use, and whoever shows what they do: fast mode tells people from nothing as
+  /// well as normal mode does, at less cost (docs/motion.md).
+  static constexpr bool kUsuallyFast = true;
+
   /// No region means the whole picture. `sensitivity` is 0 to 100.
   MotionSequence(std::vector<PixelRegion> regions, int sensitivity, bool fast);
   ~MotionSequence();
