@@ -48,11 +48,11 @@ std::optional<int> RunningDaemon(int camera_id) {
 
 bool RequireLivePictures(const Camera& camera) {
   const int id = camera.GetId();
-  if (CameraConnectionStatus(id) != CAM_CONN_NONE) return true;
+  const bool runs = RunningDaemon(id).has_value();  // one that was killed leaves its last pictures
+  if (runs && CameraConnectionStatus(id) != CAM_CONN_NONE) return true;
   (void)Failed("no live pictures of camera \"" + camera.GetName() + "\": " +
-               (RunningDaemon(id)
-                    ? "its daemon keeps no ring; the system log says why"
-                    : "its daemon is not running (wpd -c " + std::to_string(id) + " starts it)"));
+               (runs ? "its daemon keeps none: ring_kibibytes is 0, or the system log says why"
+                     : "its daemon is not running (wpd -c " + std::to_string(id) + " starts it)"));
   return false;
 }
 

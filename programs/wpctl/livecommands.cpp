@@ -12,6 +12,7 @@
 #include <CLI/CLI.hpp>
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <ctime>
 #include <filesystem>
 #include <fstream>
@@ -57,16 +58,19 @@ bool WriteFile(const std::string& path, const unsigned char* data, std::size_t s
   return file.good();
 }
 
-// The latest frame of the ring; empty when no daemon keeps one, or its camera is lost.
+// The latest frame of the ring; empty when no daemon keeps one, or it is not of now.
 Picture FromRing(int camera_id) {
+  constexpr long kOldest = 10;  // seconds
   Picture picture;
+  if (!RunningDaemon(camera_id)) return picture;
   RingBuffer* ring = RingBufferGet(camera_id);
   if (ring == nullptr) return picture;
   CAM_CONN_STATUS status = CAM_CONN_NONE;
   (void)ring->ConnStatusGet(&status);  // not null
   DataUnit* unit = status == CAM_CONN_CONNECTED ? ring->ReadLatest() : nullptr;
   if (unit != nullptr) {
-    picture.assign(unit->Payload(), unit->Payload() + unit->Size());
+    if (std::labs(time(nullptr) - unit->GetTimestamp().tv_sec) <= kOldest)
+      picture.assign(unit->Payload(), unit->Payload() + unit->Size());
     (void)ring->ReadFinish(unit);  // not null
   }
   (void)RingBufferRelease(ring);  // attached above
@@ -130,7 +134,9 @@ int Snapshot(const std::string& which, std::string path) {
   }
   timeval now{};
   (void)gettimeofday(&now, nullptr);  // cannot fail with these arguments
+  std::error_code failure;
   if (path.empty()) path = PictureName(*camera, now);
+  if (std::filesystem::is_directory(path, failure)) path += "/" + PictureName(*camera, now);
   if (!WriteFile(path, picture.data(), picture.size()))
     return Failed("cannot write " + path + ": " + strerror(errno));
   std::printf("%s: %ux%u, %zu bytes, %s\n",
@@ -185,14 +191,15 @@ nlohmann::ordered_json ToJson(const WatchReport& report) {
 }
 
 // Shows what the watcher sees until a signal, or until it or the time is over.
-WatchReport ShowUntilOver(Watcher& watcher, const WatchOptions& options) {
+WatchReport ShowUntilOver(Watcher& watcher, int camera_id, const WatchOptions& options) {
   using Clock = std::chrono::steady_clock;
   const Clock::time_point begin = Clock::now();
   Clock::time_point next_line = begin + std::chrono::seconds(1);
   Progress progress(options.seconds > 0 || options.frames > 0);
   for (;;) {
     const bool interrupted = WaitForEndingSignal();
-    const WatchReport report = watcher.Report();
+    WatchReport report = watcher.Report();
+    if (!RunningDaemon(camera_id)) report.status = CAM_CONN_NONE;
     const Clock::time_point now = Clock::now();
     const double passed = std::chrono::duration<double>(now - begin).count();
     const double share = options.frames > 0 ? static_cast<double>(report.frames) /
@@ -203,7 +210,7 @@ WatchReport ShowUntilOver(Watcher& watcher, const WatchOptions& options) {
     if (options.seconds > 0 && passed >= options.seconds) return report;
     if (!progress.IsShown() && !options.json && now >= next_line) {
       std::printf("%s\n", ReportText(report).c_str());
-      std::fflush(stdout);
+      if (std::fflush(stdout) != 0) return report;  // nobody reads any more
       next_line = now + std::chrono::seconds(1);
     }
   }
@@ -231,7 +238,7 @@ int Watch(const WatchOptions& options) {
       }
       return options.frames == 0 || --left > 0;
     });
-    report = ShowUntilOver(watcher, options);
+    report = ShowUntilOver(watcher, camera->GetId(), options);
   }
   if (!error.empty()) return Failed(error);
   if (options.json)

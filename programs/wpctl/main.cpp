@@ -1,7 +1,12 @@
 // wpctl: administration of cameras, schedules and recordings.
 
+#include <signal.h>
+#include <string.h>
+
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <cerrno>
+#include <cstdio>
 #include <string>
 
 #include "commands.h"
@@ -43,6 +48,8 @@ int main(int argc, char** argv) {
       "  wpctl schedule set Porch \"mon-fri 8-18 motion\"\n"
       "  wpctl event list --camera Porch\n"
       "\n\"wpctl GROUP VERB --help\" tells more. Exit status: 0 done, 1 failed, 2 wrong usage.");
+  // Whoever follows live pictures gives them back before it ends.
+  (void)signal(SIGPIPE, SIG_IGN);
   int status = 0;
   wpctl::AddDatabaseCommands(app, status);
   wpctl::AddCameraCommands(app, status);
@@ -59,5 +66,8 @@ int main(int argc, char** argv) {
         unknown.empty() ? error.what() : "there is no command \"" + unknown + "\"";
     return wpctl::WrongUsage(what + " (" + CalledCommand(app) + " --help tells more)");
   }
+  // A full disk must not look like success; a reader that has gone is not told.
+  if (std::fflush(stdout) != 0 && errno != EPIPE && status == 0)
+    return wpctl::Failed(std::string("cannot write: ") + strerror(errno));
   return status;
 }

@@ -62,11 +62,19 @@ int Add(const RegionArguments& arguments) {
   MotionRegion region(0, 0, 0, 0, arguments.name);
   if (!ParseRectangle(arguments.rectangle, region)) {
     return WrongUsage(
-        "a region is LEFT,TOP,RIGHT,BOTTOM or WIDTHxHEIGHT+LEFT+TOP in pixels, not \"" +
+        "a region is LEFT,TOP,RIGHT,BOTTOM or WIDTHxHEIGHT+LEFT+TOP in pixels of 0 or more, left "
+        "to right and top to bottom, not \"" +
         arguments.rectangle + "\"");
+  }
+  if (arguments.name.find_first_not_of(' ') == std::string::npos ||
+      Printable(arguments.name) != arguments.name || arguments.name.size() > 256) {
+    return WrongUsage("a region's name has 1 to 256 bytes, and no control characters");
   }
   const std::optional<Camera> camera = FindCamera(arguments.camera);
   if (!camera) return kFailed;
+  constexpr int kWatched = 2048;
+  if (region.Left() >= kWatched || region.Top() >= kWatched)
+    return Failed("motion is told in the first 2048 pixels across and down only");
   if (LiesOutside(region, *camera)) {
     return Failed("the region lies outside the camera's picture of " +
                   std::to_string(camera->GetImageWidth()) + "x" +
@@ -136,9 +144,10 @@ void AddRegionCommands(CLI::App& app, int& status) {
   CLI::App* add = group->add_subcommand("add", "Add a region; with any, only they count");
   add->add_option("CAMERA", arguments->camera, "Id or name")->required();
   add->add_option("NAME", arguments->name, "What to call the region")->required();
-  add->add_option("RECTANGLE",
-                  arguments->rectangle,
-                  "LEFT,TOP,RIGHT,BOTTOM or WIDTHxHEIGHT+LEFT+TOP, in pixels of the picture")
+  add->add_option(
+         "RECTANGLE",
+         arguments->rectangle,
+         "LEFT,TOP,RIGHT,BOTTOM, all included, or WIDTHxHEIGHT+LEFT+TOP, in pixels of the picture")
       ->required();
   add->footer(
       "Motion is told by blocks of 8x8 pixels: a region counts with every block that it touches.\n"

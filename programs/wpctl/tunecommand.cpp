@@ -2,7 +2,11 @@
 
 #include <signal.h>
 #include <watchpost/camera/motiondetection.h>
+#include <watchpost/event/eventfiles.h>
 #include <watchpost/motion/motionsequence.h>
+#include <watchpost/platform/olibfile.h>
+#include <watchpost/platform/olibszhash.h>
+#include <watchpost/platform/rootedpath.h>
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
@@ -10,8 +14,10 @@
 #include <atomic>
 #include <chrono>
 #include <cstdio>
+#include <cstdlib>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -39,6 +45,16 @@ struct TuneOptions {
   int after = 5;
   bool json = false;
 };
+
+// A number of section [wpd], which the daemons go by.
+int DaemonSetting(const char* key, int usual) {
+  const watchpost::OlibHashPtr section(PshOLIBSzHashAlloc(16));
+  OLIBSZHASH* hash = section.get();
+  const std::string path = watchpost::RootedPath("/etc/orvainfo.conf");
+  if (hash == nullptr || OLIBFileGetSection(path.c_str(), "wpd", &hash) < 0) return usual;
+  const char* text = SzOLIBSzHashGetValue(hash, key);
+  return text == nullptr ? usual : std::atoi(text);
+}
 
 std::vector<watchpost::PixelRegion> RegionsOf(const Camera& camera) {
   MotionDetection stored;
@@ -76,9 +92,12 @@ int TuneLive(const Camera& camera, const TuneOptions& options) {
       RegionsOf(camera), sensitivity, watchpost::MotionSequence::kUsuallyFast);
   std::atomic<int> level{0};
   std::atomic<int> highest{0};  // since the last line
+  std::atomic<bool> outside{false};
   BlockEndingSignals();
   Watcher watcher(camera.GetId(), [&](const watchpost::LiveFrame& frame) {
-    level = motion.Look(frame.data, frame.size).level;
+    const watchpost::MotionResult seen = motion.Look(frame.data, frame.size);
+    level = seen.level;
+    outside = seen.outside;
     highest = std::max<int>(highest, level);
     return true;
   });
@@ -89,8 +108,12 @@ int TuneLive(const Camera& camera, const TuneOptions& options) {
     progress.Show(0, LevelBar(level, threshold));
     if (++tenths % 10 != 0 || progress.IsShown()) continue;
     std::printf("%s\n", LevelBar(highest.exchange(0), threshold).c_str());
-    std::fflush(stdout);
+    if (std::fflush(stdout) != 0) break;  // nobody reads any more
   } while (!WaitForEndingSignal() && (options.seconds == 0 || tenths < 10 * options.seconds));
+  if (outside)
+    return Failed("none of the camera's regions lies in its picture; see wpctl region list");
+  if (watcher.Report().frames == 0)
+    return Failed("the camera sent no picture; see wpctl camera watch");
   return kDone;
 }
 
@@ -120,7 +143,7 @@ void Judge(const std::string& levels,
   }
 }
 
-int TuneFromRecordings(const TuneOptions& options) {
+int TuneFromRecordings(const Camera& camera, const TuneOptions& options) {
   struct Levels {
     std::string values;
     double fps;
@@ -129,13 +152,19 @@ int TuneFromRecordings(const TuneOptions& options) {
   long frames = 0;
   double seconds = 0;
   int recorded_with = -1;
-  for (const int id : options.events) {
-    const std::optional<Recording> recording = FindRecording(id);
+  for (const int id : std::set<int>(options.events.begin(), options.events.end())) {
+    std::optional<Recording> recording = FindRecording(id);
     if (!recording) return kFailed;
+    const std::string title = "recording " + std::to_string(id);
+    if (recording->camera.GetId() != camera.GetId())
+      return Failed(title + " is one of camera \"" + recording->camera.GetName() + "\"");
+    if (!IsEventComplete(recording->camera, recording->event))
+      return Failed(title + " is still being recorded");
+
     const std::optional<std::string> levels = MotionLevels(*recording, recorded_with);
     if (!levels) {
       return Failed(
-          "recording " + std::to_string(id) +
+          title +
           " has no motion levels; \"wpctl camera show\" tells whether the motion log is on");
     }
     const auto duration = static_cast<double>(
@@ -173,13 +202,15 @@ int TuneFromRecordings(const TuneOptions& options) {
               Duration(static_cast<long>(seconds)).c_str(),
               options.before,
               options.after);
+  std::printf(
+      "Recordings by motion hold only what their sensitivity found; continuous ones tell more.\n");
   return kDone;
 }
 
 int Tune(const TuneOptions& options) {
   const std::optional<Camera> camera = FindCamera(options.camera);
   if (!camera) return kFailed;
-  return options.events.empty() ? TuneLive(*camera, options) : TuneFromRecordings(options);
+  return options.events.empty() ? TuneLive(*camera, options) : TuneFromRecordings(*camera, options);
 }
 
 }  // namespace
@@ -187,21 +218,29 @@ int Tune(const TuneOptions& options) {
 void AddTuneCommand(CLI::App& camera_group, int& status) {
   CLI::App* verb = camera_group.add_subcommand("tune", "Show what a camera's sensitivity means");
   const auto options = std::make_shared<TuneOptions>();
+  options->before = DaemonSetting("motion_before_seconds", options->before);
+  options->after = DaemonSetting("motion_after_seconds", options->after);
   verb->add_option("CAMERA", options->camera, "Id or name")->required();
-  verb->add_option("--sensitivity", options->sensitivity, "Live: try this one (0 to 100)")
-      ->check(CLI::Range(0, 100));
-  verb->add_option("--seconds", options->seconds, "Live: end after so many seconds")
-      ->check(CLI::Range(1, 1000000));
-  verb->add_option("--from",
-                   options->events,
-                   "What other sensitivities would have recorded of these recordings");
-  verb->add_option("--before", options->before, "Seconds recorded before motion")
-      ->check(CLI::Range(0, 60))
-      ->capture_default_str();
-  verb->add_option("--after", options->after, "Seconds recorded after motion")
-      ->check(CLI::Range(1, 600))
-      ->capture_default_str();
-  verb->add_flag("--json", options->json, "With --from, for scripts");
+  CLI::Option* sensitivity =
+      verb->add_option("--sensitivity", options->sensitivity, "Live: try this one (0 to 100)")
+          ->check(CLI::Range(0, 100));
+  CLI::Option* seconds =
+      verb->add_option("--seconds", options->seconds, "Live: end after so many seconds")
+          ->check(CLI::Range(1, 1000000));
+  CLI::Option* from =
+      verb->add_option("--from",
+                       options->events,
+                       "What other sensitivities would have recorded of these recordings");
+  CLI::Option* before =
+      verb->add_option("--before", options->before, "Seconds recorded before motion")
+          ->check(CLI::Range(0, 60))
+          ->capture_default_str();
+  CLI::Option* after = verb->add_option("--after", options->after, "Seconds recorded after motion")
+                           ->check(CLI::Range(1, 600))
+                           ->capture_default_str();
+  CLI::Option* json = verb->add_flag("--json", options->json, "With --from, for scripts");
+  from->excludes(sensitivity)->excludes(seconds);
+  for (CLI::Option* option : {before, after, json}) option->needs(from);
   verb->footer(
       "Live, the bar is the level of each picture (0 to 100), the mark where motion begins: at 100 "
       "less\n"

@@ -136,6 +136,7 @@ void CameraStream::Run() {
     const Outcome outcome = FollowStream(camera);
     ring_.SetStatus(outcome == Outcome::kLost ? CAM_CONN_LOST : CAM_CONN_WAITING);
     recorder_.OnConnectionLost();
+    if (outcome == Outcome::kChanged) was_connected_ = false;  // the new address is told
     if (outcome == Outcome::kLost) Sleep(pause_);
   }
   const std::lock_guard lock(mutex_);

@@ -18,7 +18,8 @@ class FrameHistory {
       : span_(span), most_bytes_(most_bytes) {}
 
   /// Keeps a copy of a frame with its motion level, and lets go of what is too old or too much.
-  void Add(const Frame& frame, int level);
+  /// False when there was too much: some frames of the span are missing.
+  bool Add(const Frame& frame, int level);
 
   void Clear();
 

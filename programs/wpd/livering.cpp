@@ -9,6 +9,7 @@ namespace {
 
 constexpr std::chrono::seconds kLongestFull{2};
 constexpr std::chrono::seconds kSteady{10};
+constexpr std::chrono::seconds kNextTry{60};
 constexpr std::uint32_t kRingHeader = sizeof(RingBuffer);
 constexpr std::uint32_t kUnitHeader = sizeof(DataUnit);
 constexpr std::uint32_t kUnitAlignment = 4;
@@ -28,6 +29,7 @@ std::uint32_t LargestFrame(std::uint32_t ring_size) {
 LiveRing::LiveRing(int camera_id, std::uint32_t size)
     : camera_id_(camera_id),
       size_(size),
+      no_ring_(Title(camera_id) + ": live pictures now"),
       trouble_(Title(camera_id) + ": live pictures again", kSteady),
       too_large_(Title(camera_id) + ": live pictures again", kSteady) {}
 
@@ -38,6 +40,7 @@ void LiveRing::Create() {
 
 void LiveRing::Remove() {
   const std::lock_guard lock(mutex_);
+  removed_ = true;
   host_.reset();
 }
 
@@ -52,21 +55,27 @@ void LiveRing::Replace() {
   std::string error;
   host_ = watchpost::RingHost::Create(camera_id_, static_cast<int>(size_), error);
   if (host_ == nullptr) {
-    return Log("%s: no live pictures, recording goes on without: %s",
-               Title(camera_id_).c_str(),
-               error.c_str());
+    no_ring_.Begin(Title(camera_id_) + ": no live pictures, recording goes on without: " + error);
+    next_try_ = Clock::now() + kNextTry;
+    return;
   }
+  no_ring_.End();
+
   (void)host_->Ring().ConnStatusSet(status_);  // cannot fail
   full_since_ = Clock::time_point::max();
 }
 
 void LiveRing::Publish(const Frame& frame) {
   const std::lock_guard lock(mutex_);
+  if (host_ == nullptr && size_ != 0 && !removed_ && frame.steady >= next_try_) Replace();
   if (host_ == nullptr) return;
   if (frame.size > LargestFrame(size_)) {
-    too_large_.Begin(Title(camera_id_) +
-                     ": no live pictures, they are larger than a fifth of the " +
-                     "ring; raise ring_kibibytes");
+    // What is in the ring would pass for the present picture.
+    if (too_large_.Begin(Title(camera_id_) +
+                         ": no live pictures, they are larger than a fifth of the ring; "
+                         "raise ring_kibibytes")) {
+      Replace();
+    }
     return;
   }
   too_large_.End();

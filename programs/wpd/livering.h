@@ -43,7 +43,10 @@ class LiveRing {
   std::mutex mutex_;  // guards all below
   std::unique_ptr<watchpost::RingHost> host_;
   CAM_CONN_STATUS status_ = CAM_CONN_WAITING;
+  bool removed_ = false;
+  Clock::time_point next_try_;  // to make a ring after that has failed
   Clock::time_point full_since_ = Clock::time_point::max();
+  Spell no_ring_;
   Spell trouble_;
   Spell too_large_;
 };

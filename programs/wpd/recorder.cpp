@@ -47,7 +47,9 @@ Recorder::Recorder(const Settings& settings,
       regions_(record.regions),
       motion_(MakeSequence(record)),
       history_(settings.motion_before, settings.history_bytes),
-      disk_trouble_(Title(camera_) + ": recording again", kSteady) {}
+      disk_trouble_(Title(camera_) + ": recording again", kSteady),
+      regions_trouble_(Title(camera_) + ": a region lies in its picture again"),
+      history_trouble_("") {}
 
 void Recorder::SetRecord(const CameraRecord& record) {
   const std::lock_guard lock(mutex_);
@@ -76,13 +78,26 @@ void Recorder::OnFrame(const Frame& frame) {
       mode == RECORDING_CONTINUOUS || (mode == RECORDING_MOTION && frame.steady <= record_until_);
   if (!wanted) End();
   if (wanted && MayRecordAgain(frame.steady)) return Record(frame, seen.level, mode);
-  if (mode == RECORDING_MOTION) history_.Add(frame, seen.level);
+  if (mode != RECORDING_MOTION) return;
+  if (!history_.Add(frame, seen.level)) {
+    history_trouble_.Begin(Title(camera_) +
+                           ": motion_history_mebibytes is too small for the seconds before motion; "
+                           "recordings begin later");
+  }
 }
 
 // A pause in looking must not make the first picture after it look like motion.
 watchpost::MotionResult Recorder::LookForMotion(const Frame& frame, RecordingType mode) {
-  if (mode == RECORDING_MOTION || (mode == RECORDING_CONTINUOUS && camera_.IsMotionLog()))
-    return motion_->Look(frame.data, static_cast<int>(frame.size));
+  if (mode == RECORDING_MOTION || (mode == RECORDING_CONTINUOUS && camera_.IsMotionLog())) {
+    const watchpost::MotionResult seen = motion_->Look(frame.data, static_cast<int>(frame.size));
+    if (seen.outside) {
+      regions_trouble_.Begin(Title(camera_) +
+                             ": none of its regions lies in its picture; nothing counts as motion");
+    } else {
+      regions_trouble_.End();
+    }
+    return seen;
+  }
   motion_->Begin();
   return {};
 }

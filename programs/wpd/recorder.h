@@ -75,6 +75,8 @@ class Recorder {
   std::chrono::seconds suspension_{0};  // how long the present one lasts, 0 without trouble
   bool closed_ = false;
   Spell disk_trouble_;
+  Spell regions_trouble_;
+  Spell history_trouble_;  // told once
 };
 
 }  // namespace wpd

@@ -4,7 +4,6 @@
 #include <watchpost/platform/olibszhash.h>
 #include <watchpost/platform/rootedpath.h>
 
-#include <algorithm>
 #include <charconv>
 #include <cstring>
 
@@ -65,8 +64,11 @@ Settings LoadSettings() {
   settings.cut_bytes = static_cast<std::uint64_t>(cut_mebibytes) << kMiB;
   settings.frame_timeout = std::chrono::seconds(frame_timeout);
   settings.largest_frame = static_cast<std::uint32_t>(largest_frame) << kKiB;
-  // Nothing, or enough for a picture: a frame gets a fifth of it at most.
-  settings.ring_size = ring == 0 ? 0 : static_cast<std::uint32_t>(std::max(ring, 64L)) << kKiB;
+  if (ring > 0 && ring < 64) {  // a frame gets a fifth of it at most
+    Log("[wpd] ring_kibibytes is 0 or 64 to 8192, not %ld: using 64", ring);
+    ring = 64;
+  }
+  settings.ring_size = static_cast<std::uint32_t>(ring) << kKiB;
   settings.motion_before = std::chrono::seconds(before);
   settings.motion_after = std::chrono::seconds(after);
   settings.history_bytes = static_cast<std::size_t>(history) << kMiB;

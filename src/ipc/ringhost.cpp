@@ -68,8 +68,8 @@ std::unique_ptr<RingHost> RingHost::Create(int camera_id, int segment_size, std:
   std::unique_ptr<RingHost> host(new RingHost(std::move(segment), std::move(attachment)));
   if (host->Ring().Init(camera_id, segment_size) != 0) {
     error =
-        "cannot make semaphores; is /proc/sys/kernel/sem writable (root), and are there not "
-        "sixteen rings already?";
+        "cannot make semaphores: /proc/sys/kernel/sem has to be writable (root), and rings are to "
+        "be of one size and sixteen at most";
     return nullptr;
   }
   host->has_semaphores_ = true;

@@ -86,11 +86,11 @@ MotionResult MotionSequence::Look(const unsigned char* picture, int size) {
   if (status == MD_ERR_RANGE || (status == MD_REFERENCE && (resized || !fitted_))) {
     Begin();
     fitted_ = Fit();
-    if (!fitted_) return {0, false, false};
+    if (!fitted_) return {0, false, true, false};
     status = MD_DetectMotionSeq(&detection_, picture, size, &level);
   }
-  if (status != MD_MOTION && status != MD_NO_MOTION) return {0, false, false};
-  return {static_cast<int>(level), status == MD_MOTION, true};
+  if (status != MD_MOTION && status != MD_NO_MOTION) return {0, false, false, false};
+  return {static_cast<int>(level), status == MD_MOTION, false, true};
 }
 
 }  // namespace watchpost

@@ -20,6 +20,7 @@ struct PixelRegion {
 struct MotionResult {
   int level;      ///< 0 to 100; 0 where nothing could be compared
   bool motion;    ///< the level reaches 100 - sensitivity
+  bool outside;   ///< none of the regions lies in the picture
   bool compared;  ///< false for a first picture, one of another size than the one before, a broken
                   ///< one
 };
