@@ -33,6 +33,7 @@ TEST_F(Crash, CostsNoFrameThatWasWritten) {
   std::this_thread::sleep_for(std::chrono::seconds(2));
   StopDaemon(*last, SIGTERM);
 
+  EXPECT_EQ(Ctl({"storage", "check"}).status, 0);
   const auto rows = Rows(id);
   ASSERT_EQ(rows.size(), static_cast<std::size_t>(crashes) + 1);
   for (std::size_t i = 0; i < rows.size(); ++i) {

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <filesystem>
+#include <random>
 #include <string>
 
 #include "event/eventutils.h"
@@ -49,6 +51,56 @@ TEST(MotionTimeline, CutsFramesIntoSlotsOfTheClock) {
     EXPECT_EQ(digits, c.flags) << c.what;
     EXPECT_EQ(GetMotionLevel(event, dir.Path(), c.interval, raw, c.slots - 1), -1)
         << c.what << ": too many slots";
+  }
+}
+
+// The slots once more, frame by frame: which slot does it lie in?
+std::string PlainTimeline(
+    long start, long stop, const std::string& levels, int threshold, int interval) {
+  const long duration = stop - start;
+  const long frames = static_cast<long>(levels.size());
+  long slots = 0;
+  for (long at = start; at < stop; at = (at / interval + 1) * interval) ++slots;
+  std::string flags(static_cast<std::size_t>(slots), '0');
+  const long first_end = (interval - start % interval) * frames / duration;
+  const long step = frames * interval / duration;
+  for (long frame = 0; frame < frames; ++frame) {
+    long slot = 0;
+    for (long end = first_end; frame >= end && slot < slots; end += step) ++slot;
+    if (slot < slots &&
+        static_cast<unsigned char>(levels[static_cast<std::size_t>(frame)]) >= threshold)
+      flags[static_cast<std::size_t>(slot)] = '1';
+  }
+  return flags;
+}
+
+TEST(MotionTimeline, IsThatOfAPlainSecondComputation) {
+  std::mt19937 random(6);
+  const TempDir dir;
+  for (int round = 0; round < 2000; ++round) {
+    const auto start = static_cast<long>(random() % 100000);
+    const long stop = start + 1 + static_cast<long>(random() % 4000);
+    const int interval = 1 + static_cast<int>(random() % 300);
+    const int sensitivity = static_cast<int>(random() % 101);
+    std::string levels(random() % 3000, '\0');
+    for (char& level : levels) level = static_cast<char>(random() % 20 == 0 ? random() % 101 : 0);
+    {
+      MDLog log(dir / "a.avi", sensitivity);
+      for (const char level : levels) ASSERT_EQ(log.WriteLevel(level), 0);
+    }
+    Event event(1, 8, 8, EVENT_CAUSE_MOTION, "a.avi");
+    event.SetStartTime(start);
+    event.SetEndTime(stop);
+    event.SetFrameCount(static_cast<int>(levels.size()));
+    std::string flags(5000, '\0');
+    const int slots = GetMotionLevel(
+        event, dir.Path(), interval, reinterpret_cast<unsigned char*>(flags.data()), 5000);
+    std::string digits;
+    for (int i = 0; i < slots; ++i)
+      digits += static_cast<char>('0' + flags[static_cast<std::size_t>(i)]);
+    const int threshold = sensitivity > 0 ? 100 - sensitivity : 0;
+    ASSERT_EQ(digits, PlainTimeline(start, stop, levels, threshold, interval)) << round;
+    (void)std::filesystem::remove_all(dir / "@eaDir");
   }
 }
 
