@@ -63,7 +63,7 @@ void RegisterCount(const std::string& name, int camera, int from, int until, EVE
   if (WPDBExecute("EXPLAIN " + sql, &result) != 0) return;
   std::string plan;
   for (auto row = static_cast<unsigned int>(-1); ORVADBFetchRow(result, &row) == 0;) {
-    const std::string line = ORVADBFetchField(result, row, "QUERY PLAN");
+    const std::string line = ORVADBFetchField(result, row, "\"QUERY PLAN\"");
     if (line.find("Scan") != std::string::npos) plan = line.substr(0, line.find("  (cost"));
   }
   ORVADBFreeResult(result);

@@ -70,7 +70,7 @@ CREATE TABLE event (
 -- A camera's pages, newest first; its counts by time; its oldest recordings, for rotation.
 CREATE INDEX event_camera_start ON event (camera_id, start_time);
 -- Pages and counts over all cameras.
-CREATE INDEX event_start ON event (start_time);
+CREATE INDEX event_start_stop ON event (start_time, stop_time, cause);
 CREATE INDEX event_stop ON event (stop_time);
 
 CREATE TABLE camerastatus (
