@@ -29,7 +29,7 @@ std::string Delete() {
 // All cameras; nothing when they could not be read, which must not look like having none.
 std::optional<std::list<Camera>> ReadCameras() {
   const watchpost::ResultPtr ids =
-      watchpost::Query(std::string("SELECT id FROM ") + gszTableCamera);
+      watchpost::Query(std::string("SELECT id FROM ") + gszTableCamera + " WHERE id > 0");
   if (ids == nullptr) return std::nullopt;
   std::size_t count = 0;
   for (watchpost::RowCursor rows(ids.get()); rows.Next();) ++count;
@@ -40,13 +40,6 @@ std::optional<std::list<Camera>> ReadCameras() {
 
 std::string LastName(const std::string& path) {
   return path.substr(path.rfind('/') + 1);
-}
-
-void MoveAway(const std::string& entry, const std::string& trash) {
-  const std::string target = trash + "/" + LastName(entry);
-  (void)ORVAEARemove(entry.c_str());  // there may be none
-  if (std::rename(entry.c_str(), target.c_str()) < 0)
-    WP_LOG("Remove to tmp %s %s error!", entry.c_str(), target.c_str());
 }
 
 }  // namespace
@@ -134,7 +127,11 @@ int ClearObsoleteDir() noexcept {
     const bool kept = std::any_of(cameras->begin(), cameras->end(), [&](const Camera& camera) {
       return camera.GetStoragePath() == entry;
     });
-    if (!kept && LastName(entry) != kAttributes) MoveAway(entry, trash);
+    if (kept || LastName(entry) == kAttributes) continue;
+    const std::string target = trash + "/" + LastName(entry);
+    (void)ORVAEARemove(entry.c_str());  // there may be none
+    if (std::rename(entry.c_str(), target.c_str()) < 0)
+      WP_LOG("Remove to tmp %s %s error!", entry.c_str(), target.c_str());
   }
   if (std::system(("/bin/rm -rf " + watchpost::ShellWord(trash) + " &").c_str()) >= 0) return 0;
   WP_LOG("Remove obsolete dirs error!");

@@ -1,5 +1,8 @@
 #include <sched.h>
+#include <sys/sem.h>
 #include <time.h>
+
+#include <cerrno>
 
 #include "ipc/framelocker_internal.h"
 #include "ipc/sharedword_internal.h"
@@ -21,10 +24,11 @@ void GiveWay(int tried) {
 
 }  // namespace
 
-FrameLocker::FrameLocker(RingBuffer& ring) noexcept : ring_(ring) {
+FrameLocker::FrameLocker(RingBuffer& ring, bool wants_oldest) noexcept
+    : ring_(ring), wants_oldest_(wants_oldest) {
   for (int tried = 0; tried < kTries; ++tried) {
     state_ = kEmpty;
-    if (ring_.semaphores_.Allocated() == 0) return;
+    if (IsEmpty()) return;
     state_ = kFailed;
     counters_.set_id_ = ring_.semaphores_.SemSetId();
     counters_.base_ = ring_.semaphores_.OldestGroup();
@@ -36,22 +40,29 @@ FrameLocker::FrameLocker(RingBuffer& ring) noexcept : ring_(ring) {
   }
 }
 
+bool FrameLocker::IsEmpty() const noexcept {
+  const int oldest = watchpost::LoadShared(ring_.oldest_);
+  const int write = watchpost::LoadShared(ring_.write_);  // before wrap_, see WriteAlloc
+  return oldest == write && watchpost::LoadShared(ring_.wrap_) == 0;
+}
+
 // Whether the counters that are held are those of the oldest unit, and that unit is not just being
 // evicted.
 bool FrameLocker::Take() noexcept {
   const int group = counters_.base_;
   if (ring_.semaphores_.OldestGroup() != group) return false;
   const int oldest = watchpost::LoadShared(ring_.oldest_);
-  const int write = watchpost::LoadShared(ring_.write_);  // before wrap_, see WriteAlloc
-  if (oldest == write && watchpost::LoadShared(ring_.wrap_) == 0) {
+  if (IsEmpty()) {
     state_ = kEmpty;  // the group of the very first frame, which is not in place yet
     return false;
   }
   oldest_ = ring_.StoredUnit(oldest);
   if (oldest_ == nullptr || oldest_->sem_offset_ != group) return false;
   // The latest one is never evicted: its writer is filling or testing it, and will let go.
-  if (oldest_->lock_.write_requests_ != 0 && watchpost::LoadShared(ring_.latest_) != oldest)
+  if (wants_oldest_ && oldest_->lock_.write_requests_ != 0 &&
+      watchpost::LoadShared(ring_.latest_) != oldest) {
     return false;
+  }
   state_ = kHeld;
   return true;
 }
@@ -89,13 +100,16 @@ bool FrameLocker::LockPinned(DataUnit& unit) noexcept {
   return admitted || lock.WaitRead(true) == 0;
 }
 
-bool FrameLocker::Claim(int set_id, int group) noexcept {
+int FrameLocker::Claim(int set_id, int group) noexcept {
   RWLock counters{};
   counters.set_id_ = set_id;
   counters.base_ = group;
   for (int tried = 0; tried < kQuickTries + 20; ++tried) {
-    if (counters.LockCounters(false) == 0) return true;
+    if (counters.LockCounters(false) == 0) return 0;
+    if (errno != EAGAIN) return errno;
+    // Nobody has ever been at a semaphore without a last process: its 0 says nothing.
+    if (semctl(set_id, group + RWLock::COUNTERS, GETPID) == 0) return 0;
     GiveWay(tried);
   }
-  return false;
+  return EAGAIN;
 }

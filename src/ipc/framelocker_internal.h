@@ -15,7 +15,9 @@ class FrameLocker {
  public:
   enum State { kHeld, kEmpty, kFailed };
 
-  explicit FrameLocker(RingBuffer& ring) noexcept;
+  /// `wants_oldest` when that unit is to be read: while it is being evicted there is nothing to
+  /// hold then. Otherwise holding its counters is enough, as the eviction ends with taking them.
+  FrameLocker(RingBuffer& ring, bool wants_oldest) noexcept;
   ~FrameLocker() { Release(); }
   FrameLocker(const FrameLocker&) = delete;
   FrameLocker& operator=(const FrameLocker&) = delete;
@@ -31,15 +33,19 @@ class FrameLocker {
   static bool LockPinned(DataUnit& unit) noexcept;
 
   /// Writer: waits until nobody is at the counters of a group that nobody has any business with any
-  /// more, and keeps others out until the group's next Init. False when somebody stays there.
-  static bool Claim(int set_id, int group) noexcept;
+  /// more, and keeps others out until the group's next Init. Returns 0, EAGAIN when somebody stays
+  /// there, or another errno when the set is gone.
+  static int Claim(int set_id, int group) noexcept;
 
  private:
   bool Take() noexcept;
   void Release() noexcept;
   static bool Register(RWLock& lock) noexcept;
 
+  [[nodiscard]] bool IsEmpty() const noexcept;
+
   RingBuffer& ring_;
+  const bool wants_oldest_;
   RWLock counters_{};  // no lock of its own: names set and group
   DataUnit* oldest_ = nullptr;
   State state_ = kEmpty;

@@ -57,11 +57,11 @@ int RingBuffer::Init(int cameraId, int segmentSize) noexcept {
   for (std::int32_t* word : {&write_, &oldest_, &latest_, &wrap_}) StoreShared(*word, 0);
   StoreShared(status_, CAM_CONN_WAITING);
   const int count = segmentSize / kBytesPerGroup * kGroup;
-  if (semaphores_.Init(cameraId, count) != 0 || !FreeAllCounters(semaphores_.SemSetId(), count)) {
-    WP_LOG("Semaphore init failed");
-    return -1;
-  }
-  return 0;
+  const bool made = semaphores_.Init(cameraId, count) == 0;
+  if (made && FreeAllCounters(semaphores_.SemSetId(), count)) return 0;
+  if (made) (void)semaphores_.Destroy();  // failing is logged
+  WP_LOG("Semaphore init failed");
+  return -1;
 }
 
 bool RingBuffer::Fits(std::size_t segment_size) const noexcept {
@@ -138,7 +138,11 @@ DataUnit* RingBuffer::WriteAlloc(int size) noexcept {
 bool RingBuffer::Prepare(DataUnit& unit, int size, int group) noexcept {
   constexpr int kTries = 10;
   for (int tried = 0; tried < kTries; ++tried) {
-    if (!FrameLocker::Claim(semaphores_.SemSetId(), group)) return false;
+    if (const int error = FrameLocker::Claim(semaphores_.SemSetId(), group); error != 0) {
+      // A group without a unit would stay in the way of all behind it.
+      if (error == EAGAIN) semaphores_.TakeBack();
+      return false;
+    }
     if (unit.Init(size, semaphores_.SemSetId(), group) != 0) return false;
     if (unit.WrLock() == 0) return true;
   }
@@ -178,7 +182,7 @@ int RingBuffer::DeleteOldest() noexcept {
 }
 
 DataUnit* RingBuffer::ReadLatest() noexcept {
-  FrameLocker locker(*this);
+  FrameLocker locker(*this, false);
   if (locker.Outcome() == FrameLocker::kEmpty) return nullptr;
   DataUnit* unit = nullptr;
   if (locker.Outcome() == FrameLocker::kHeld) unit = StoredUnit(LoadShared(latest_));
@@ -190,7 +194,7 @@ DataUnit* RingBuffer::ReadLatest() noexcept {
 DataUnit* RingBuffer::ReadNext(DataUnit* previous) noexcept {
   DataUnit* unit = nullptr;
   if (previous == nullptr) {
-    FrameLocker locker(*this);
+    FrameLocker locker(*this, true);
     if (locker.Outcome() == FrameLocker::kEmpty) return nullptr;
     if (locker.Outcome() == FrameLocker::kHeld && locker.Lock(*locker.Oldest())) {
       return locker.Oldest();
@@ -239,10 +243,11 @@ int RingBufferRelease(RingBuffer* ring) noexcept {
 }
 
 int CameraConnectionStatus(int cameraId) noexcept {
-  RingBuffer* ring = RingBufferGet(cameraId);
-  if (ring == nullptr) return CAM_CONN_NONE;
+  const int id = shmget(IPCKeyFromCameraId(cameraId), 0, 0);
+  if (id == -1) return CAM_CONN_NONE;
+  const watchpost::ShmAttachment attachment(id);
+  if (attachment.Get() == nullptr || attachment.Size() < kHeader) return CAM_CONN_NONE;
   CAM_CONN_STATUS status = CAM_CONN_NONE;
-  if (ring->ConnStatusGet(&status) != 0) status = CAM_CONN_NONE;
-  (void)RingBufferRelease(ring);  // attached above
+  (void)static_cast<RingBuffer*>(attachment.Get())->ConnStatusGet(&status);  // fails for null only
   return status;
 }

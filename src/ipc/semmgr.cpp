@@ -51,6 +51,12 @@ void SemMgr::AssertLayout() {
 }
 
 int SemMgr::Init(int cameraId, int count) noexcept {
+  // As limits these would keep the whole machine from making sets.
+  if (count <= 0) {
+    errno = EINVAL;
+    WP_LOG("semget: %s", strerror(errno));
+    return -1;
+  }
   if (const int error = WriteLimits(count); error != 0) {
     WP_LOG("Failed to set sem limit %d\n", error);
     return -1;
@@ -90,6 +96,10 @@ int SemMgr::Free(int first) noexcept {
   return 0;
 }
 
+void SemMgr::TakeBack() noexcept {
+  StoreShared(allocated_, allocated_ - kGroup);
+}
+
 int SemMgr::Destroy() noexcept {
   if (semctl(set_id_, 0, IPC_RMID) == 0) return 0;
   WP_LOG("Failed to delete semaphore set");
@@ -102,8 +112,4 @@ int SemMgr::SemSetId() const noexcept {
 
 int SemMgr::OldestGroup() const noexcept {
   return LoadShared(offset_);
-}
-
-int SemMgr::Allocated() const noexcept {
-  return LoadShared(allocated_);
 }

@@ -28,15 +28,16 @@ class WATCHPOST_API SemMgr {
   /// Gives back the oldest group. Returns 0; -1 when `first` is not its first semaphore.
   int Free(int first) noexcept;
 
+  /// Takes back the group that was handed out last.
+  void TakeBack() noexcept;
+
   /// Removes the set: whoever waits on it is woken. Returns 0; -1, with a line in the log.
   int Destroy() noexcept;
 
   [[nodiscard]] int SemSetId() const noexcept;
 
-  /// For readers in other processes: the first semaphore of the oldest group that is handed out,
-  /// and how many semaphores are handed out.
+  /// For readers in other processes: the first semaphore of the oldest group that is handed out.
   [[nodiscard]] int OldestGroup() const noexcept;
-  [[nodiscard]] int Allocated() const noexcept;
 
  private:
   static void AssertLayout();

@@ -65,7 +65,7 @@ int Worker::Stop() noexcept {
   return Change(-1);
 }
 
-int Worker::Wait(int seconds) noexcept {
+int Worker::Wait(int seconds) {
   if (seconds == 0) return pthread_cond_wait(&condition_, &mutex_);
   timespec deadline{};
   (void)clock_gettime(CLOCK_REALTIME, &deadline);  // cannot fail with these arguments

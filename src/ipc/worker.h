@@ -24,7 +24,7 @@ class WATCHPOST_API Worker {
 
   /// Waits for a change, with the lock held: `seconds` long on the wall clock, for ever with 0.
   /// Returns 0 or the error number, ETIMEDOUT when the time is over.
-  int Wait(int seconds) noexcept;
+  int Wait(int seconds);
 
   /// Return 0 or the error number.
   int Lock() noexcept;

@@ -56,7 +56,7 @@ extern "C" {
 
 /// Prepares a detection without ranges, with sensitivity 0, in normal mode. Returns MD_OK,
 /// MD_ERR_PARAM or MD_ERR_MEMORY.
-[[nodiscard]] WATCHPOST_API int MD_CreateDetection(MD_DETECTION* detection) noexcept;
+WATCHPOST_NODISCARD WATCHPOST_API int MD_CreateDetection(MD_DETECTION* detection) noexcept;
 
 /// Frees everything. May be called again. Returns MD_OK or MD_ERR_PARAM.
 WATCHPOST_API int MD_FinishDetection(MD_DETECTION* detection) noexcept;
@@ -79,19 +79,19 @@ WATCHPOST_API int MD_EnableFastMD(MD_DETECTION* detection, int enable) noexcept;
 
 /// Compares two pictures. `level` receives 0 to 100 with MD_MOTION and MD_NO_MOTION. Both pictures
 /// are used during the call only.
-[[nodiscard]] WATCHPOST_API int MD_DetectMotion(MD_DETECTION* detection,
-                                                const unsigned char* picture1,
-                                                int size1,
-                                                const unsigned char* picture2,
-                                                int size2,
-                                                unsigned* level) noexcept;
+WATCHPOST_NODISCARD WATCHPOST_API int MD_DetectMotion(MD_DETECTION* detection,
+                                                      const unsigned char* picture1,
+                                                      int size1,
+                                                      const unsigned char* picture2,
+                                                      int size2,
+                                                      unsigned* level) noexcept;
 
 /// Compares each picture with the one before. The first gives MD_REFERENCE. A picture that is
 /// broken or incompatible leaves the reference as it was: end the sequence to go on with another
 /// size. A null picture ends the sequence: MD_REFERENCE, or MD_ERR_PARAM when there is none.
-[[nodiscard]] WATCHPOST_API int MD_DetectMotionSeq(MD_DETECTION* detection,
-                                                   const unsigned char* picture,
-                                                   int size,
-                                                   unsigned* level) noexcept;
+WATCHPOST_NODISCARD WATCHPOST_API int MD_DetectMotionSeq(MD_DETECTION* detection,
+                                                         const unsigned char* picture,
+                                                         int size,
+                                                         unsigned* level) noexcept;
 
 }  // extern "C"

@@ -15,6 +15,7 @@ namespace {
 
 constexpr char kLogSource[] = "mdlog";
 constexpr char kStream[] = "ORVAWP:MOTION.log";
+constexpr off_t kLevelsAt = 5;  // behind the count and the header byte
 
 bool ReadAll(int fd, unsigned char* to, std::size_t length) {
   while (length > 0) {
@@ -34,7 +35,8 @@ MDLog::MDLog(std::string path, int headerByte) noexcept
   if (fd_ < 0) return;
   PrintQuartet(0);
   const auto byte = static_cast<unsigned char>(headerByte);
-  (void)write(fd_, &byte, 1);  // a full disk shows at the first level
+  (void)write(fd_, &byte, 1);             // a full disk shows at the first level
+  (void)lseek(fd_, kLevelsAt, SEEK_SET);  // where levels belong, whatever became of these
 }
 
 MDLog::~MDLog() {
@@ -61,12 +63,11 @@ void MDLog::PrintQuartet(int value) noexcept {
 }
 
 int RepairMotionLog(const std::string& path, int frames) noexcept {
-  constexpr off_t kStart = 5;  // count and header byte
   const watchpost::UniqueFd fd(ORVAEAOpen(path.c_str(), kStream, O_RDWR));
   if (!fd.IsValid() || frames < 0) return -1;
   unsigned char count[4];
   watchpost::StoreLe32(count, static_cast<std::uint32_t>(frames));
-  if (ftruncate(fd.Get(), kStart + frames) != 0) return -1;  // what it adds is 0
+  if (ftruncate(fd.Get(), kLevelsAt + frames) != 0) return -1;  // what it adds is 0
   return pwrite(fd.Get(), count, sizeof count, 0) == sizeof count ? 0 : -1;
 }
 
@@ -86,5 +87,6 @@ int FetchMotionLevel(unsigned char* levels,
   if (!ReadAll(fd.Get(), &byte, 1)) return -1;
   headerByte = byte == 0 ? -1 : byte;
   if (count < 0 || (count > 0 && levels == nullptr)) return -1;
-  return ReadAll(fd.Get(), levels, static_cast<std::size_t>(count)) ? count : -1;
+  (void)ReadAll(fd.Get(), levels, static_cast<std::size_t>(count));  // levels that are missing stay
+  return count;
 }

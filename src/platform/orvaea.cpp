@@ -64,7 +64,8 @@ int ORVAEARemove(const char* path) noexcept {
   const std::optional<StreamPlace> place = PlaceOf(path);
   if (!place) return -1;
   std::error_code error;
-  std::filesystem::remove_all(place->folder, error);
-  (void)rmdir(place->parent.c_str());  // stays while other files have streams
-  return error ? -1 : 0;
+  const auto removed = std::filesystem::remove_all(place->folder, error);
+  if (error) return -1;
+  if (removed > 0) (void)rmdir(place->parent.c_str());  // stays while other files have streams
+  return 0;
 }

@@ -115,6 +115,8 @@ TEST_F(EventFiles, TellWhetherTheyAreFinishedAndHowMuchThereIs) {
 }
 
 TEST_F(EventFiles, FoldersOfNoCameraGo) {
+  Camera temporary;
+  ASSERT_EQ(temporary.SaveTemp(), 0);
   WriteFile(Folder() + "/Gone/a.avi", "x");
   WriteFile(Folder() + "/no'quote $(touch x)/a.avi", "x");
   WriteFile(Folder() + "/@eaDir/Porch/x", "x");

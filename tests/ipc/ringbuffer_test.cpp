@@ -182,6 +182,32 @@ TEST_F(RingTest, AReaderWaitsForTheFrameBeingWritten) {
   }
 }
 
+TEST_F(RingTest, TheLatestIsReadWhileAnOlderOneIsLocked) {
+  Make(65536);
+  DataUnit* oldest = Ring().WriteAlloc(5);
+  ASSERT_EQ(Ring().WriteFinish(oldest), 0);
+  ASSERT_TRUE(Write("B"));
+  ASSERT_EQ(oldest->WrLock(), 0);
+  DataUnit* latest = Ring().ReadLatest();
+  EXPECT_EQ(Text(latest), "B");
+  EXPECT_EQ(Ring().ReadFinish(latest), 0);
+  EXPECT_EQ(oldest->WriteUnlock(), 0);
+}
+
+TEST_F(RingTest, WritesWhateverTheSemaphoresHeldBefore) {
+  Make(65536);
+  const int made = Header(28);
+  const int fresh = semget(IPC_PRIVATE, Header(32), 0700);
+  ASSERT_GT(fresh, -1);
+  std::memcpy(reinterpret_cast<char*>(&Ring()) + 28, &fresh, sizeof fresh);
+  EXPECT_EQ(Ring().ReadLatest(), nullptr);
+  EXPECT_TRUE(Write("A"));
+  EXPECT_TRUE(Write("B"));
+  EXPECT_EQ(Stored(Ring()), "AB");
+  EXPECT_EQ(Header(36), 8) << "two groups are handed out";
+  std::memcpy(reinterpret_cast<char*>(&Ring()) + 28, &made, sizeof made);
+}
+
 TEST_F(RingTest, ARemovedRingGivesNoHalfFrame) {
   Make(65536);
   ASSERT_TRUE(Write("A"));

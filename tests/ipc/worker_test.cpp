@@ -58,3 +58,18 @@ TEST_F(WorkerTest, WaitsForAnotherProcessOrForTheTime) {
   EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(900));
   EXPECT_EQ(worker().Unlock(), 0);
 }
+
+TEST_F(WorkerTest, LetsAWaitingThreadBeCancelled) {
+  const auto wait = [](void* context) -> void* {
+    auto* worker = static_cast<Worker*>(context);
+    (void)worker->Lock();
+    (void)worker->Wait(0);
+    return nullptr;
+  };
+  pthread_t thread{};
+  ASSERT_EQ(pthread_create(&thread, nullptr, wait, &worker()), 0);
+  ASSERT_EQ(pthread_cancel(thread), 0);
+  void* result = nullptr;
+  ASSERT_EQ(pthread_join(thread, &result), 0);
+  EXPECT_EQ(result, PTHREAD_CANCELED);
+}

@@ -30,7 +30,9 @@ TEST(AttributeStreams, LieBesideTheFileAndGoWithIt) {
   EXPECT_TRUE(fs::exists(dir / "@eaDir/b.avi/LOG")) << "another file's streams stay";
   EXPECT_EQ(ORVAEARemove((dir / "b.avi").c_str()), 0);
   EXPECT_FALSE(fs::exists(dir / "@eaDir")) << "nothing empty stays";
+  fs::create_directory(dir / "@eaDir");
   EXPECT_EQ(ORVAEARemove((dir / "b.avi").c_str()), 0);
+  EXPECT_TRUE(fs::exists(dir / "@eaDir")) << "there was nothing to remove";
 }
 
 TEST(AttributeStreams, NeverLeaveTheirFolder) {
