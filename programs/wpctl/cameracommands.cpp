@@ -3,6 +3,7 @@
 #include <string.h>
 #include <watchpost/camera/camera.h>
 #include <watchpost/event/eventutils.h>
+#include <watchpost/notify/wpmail.h>
 #include <watchpost/platform/orvaserviceinfo.h>
 
 #include <CLI/CLI.hpp>
@@ -167,6 +168,7 @@ int Add(const CameraForm& form, const std::string& mode) {
   if (!IsUnique(camera, error) || !MakeFolder(camera, error)) return Failed(error);
   if (camera.Save(false) != 0)
     return Failed("the database did not take the camera; is there space left?");
+  (void)WPMailSender().SendMail(WP_MAIL_ADD_CAMERA, &camera, nullptr, nullptr);  // if it can be
   std::printf("Camera %d (%s) added: %s\n",
               camera.GetId(),
               Printable(camera.GetName()).c_str(),
@@ -267,6 +269,7 @@ int Remove(const std::string& which, bool yes) {
   }
   if (camera->Delete() != 0)
     return Failed("camera " + title + " could not be removed; the system log says why");
+  (void)WPMailSender().SendMail(WP_MAIL_DELETE_CAMERA, &*camera, nullptr, nullptr);  // if it can be
   std::error_code failure;
   if (std::filesystem::exists(camera->GetStoragePath(), failure)) {
     return Failed("camera " + title + " was removed, but its files are still in " +

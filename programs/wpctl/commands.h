@@ -16,6 +16,8 @@ void AddTuneCommand(CLI::App& camera_group, int& status);
 void AddRegionCommands(CLI::App& app, int& status);
 void AddScheduleCommands(CLI::App& app, int& status);
 void AddStorageCommands(CLI::App& app, int& status);
+void AddRotateCommand(CLI::App& storage_group, int& status);
+void AddMailCommands(CLI::App& app, int& status);
 void AddEventCommands(CLI::App& app, int& status);
 /// Verbs of the group "event" that reach into the files.
 void AddPlayCommands(CLI::App& event_group, int& status);

@@ -1,11 +1,11 @@
 #include "events.h"
 
+#include <watchpost/event/eventlookup.h>
 #include <watchpost/motion/mdlog.h>
 
 #include <array>
 #include <cstdio>
 #include <ctime>
-#include <filesystem>
 
 #include "cameras.h"
 #include "report.h"
@@ -14,12 +14,7 @@ namespace wpctl {
 
 std::optional<std::string> FileOf(const Camera& camera, const Event& event) {
   const std::string name = event.GetPath();
-  const std::filesystem::path path(name);
-  if (name.empty() || name.find('\0') != std::string::npos || path.is_absolute())
-    return std::nullopt;
-  for (const auto& part : path) {
-    if (part == "..") return std::nullopt;
-  }
+  if (!watchpost::IsInFolder(name)) return std::nullopt;
   return camera.GetStoragePath() + "/" + name;
 }
 

@@ -57,6 +57,7 @@ int main(int argc, char** argv) {
   wpctl::AddRegionCommands(app, status);
   wpctl::AddEventCommands(app, status);
   wpctl::AddStorageCommands(app, status);
+  wpctl::AddMailCommands(app, status);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {

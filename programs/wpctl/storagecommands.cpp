@@ -276,6 +276,7 @@ void AddStorageCommands(CLI::App& app, int& status) {
   clean->add_flag("-y,--yes", *yes, "Do not ask");
   clean->footer("Examples:\n  wpctl storage clean");
   clean->callback([&status, yes] { status = Clean(*yes); });
+  AddRotateCommand(*group, status);
 }
 
 }  // namespace wpctl

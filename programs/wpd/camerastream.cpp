@@ -76,13 +76,16 @@ const char* ReasonOf(int status) {
 CameraStream::CameraStream(const Settings& settings,
                            const Camera& camera,
                            LiveRing& ring,
-                           Recorder& recorder)
+                           Recorder& recorder,
+                           Mailer& mailer)
     : settings_(settings),
       ring_(ring),
       recorder_(recorder),
+      mailer_(mailer),
       buffer_(kFirstBuffer),
       camera_(camera),
       lost_(Title(camera) + ": delivers again", kSteady),
+      lost_mail_(settings.mail_steady),
       no_pictures_(Title(camera) + ": sends pictures again", kSteady) {}
 
 bool CameraStream::Start() {
@@ -218,6 +221,7 @@ void CameraStream::OnDelivering(const Camera& camera) {
     was_connected_ = true;
   }
   lost_.End();
+  if (lost_mail_.End()) mailer_.Post(WP_MAIL_CONNECTION_RESUMED, camera);
   if (now - delivering_since_ < kSteady) return;
   told_refusal_ = MF_OK;
   pause_ = {};
@@ -230,6 +234,7 @@ void CameraStream::OnLost(const Camera& camera, int status) {
   const bool begins = lost_.Begin(what + "; trying again until it delivers");
   if (!begins && IsRefusal(status) && status != told_refusal_) Log("%s", what.c_str());
   if (IsRefusal(status)) told_refusal_ = status;
+  if (lost_mail_.Begin()) mailer_.Post(WP_MAIL_CONNECTION_LOST, camera);
   was_connected_ = true;  // the end of the spell tells when it is there
   pause_ = std::clamp(2 * pause_, kShortestPause, kLongestPause);
 }

@@ -14,6 +14,7 @@
 
 #include "livering.h"
 #include "log.h"
+#include "mailer.h"
 #include "recorder.h"
 #include "settings.h"
 
@@ -23,8 +24,13 @@ namespace wpd {
 
 class CameraStream {
  public:
-  /// Frames go to `ring` and `recorder`, which outlive the object.
-  CameraStream(const Settings& settings, const Camera& camera, LiveRing& ring, Recorder& recorder);
+  /// Frames go to `ring` and `recorder`; `mailer` tells when the camera is lost and back. All
+  /// outlive the object.
+  CameraStream(const Settings& settings,
+               const Camera& camera,
+               LiveRing& ring,
+               Recorder& recorder,
+               Mailer& mailer);
   CameraStream(const CameraStream&) = delete;
   CameraStream& operator=(const CameraStream&) = delete;
 
@@ -59,6 +65,7 @@ class CameraStream {
   const Settings settings_;
   LiveRing& ring_;
   Recorder& recorder_;
+  Mailer& mailer_;
   std::vector<unsigned char> buffer_;  // of the frame at hand
   watchpost::UniqueFd wake_;           // eventfd: readable after Stop and SetCamera
   watchpost::UniqueFd deadline_;   // timerfd: readable when the camera gave no frame for too long
@@ -77,6 +84,7 @@ class CameraStream {
   int told_refusal_ = 0;  // MF_STATUS of the refusal that was told last in this spell
   std::chrono::milliseconds pause_{0};
   Spell lost_;
+  SpellState lost_mail_;
   Spell no_pictures_;
   std::thread thread_;
 };

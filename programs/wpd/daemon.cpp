@@ -12,9 +12,12 @@
 #include "filesync.h"
 #include "livering.h"
 #include "log.h"
+#include "mailer.h"
 #include "recorder.h"
 #include "recovery.h"
+#include "rotation.h"
 #include "rowwriter.h"
+#include "spacekeeper.h"
 
 namespace wpd {
 namespace {
@@ -27,7 +30,9 @@ constexpr milliseconds kReportSlice{250};
 constexpr milliseconds kFetchEnds{1500};
 constexpr milliseconds kFrameEnds{1000};
 constexpr milliseconds kSyncEnds{500};
-constexpr milliseconds kRowsEnd{1500};
+constexpr milliseconds kRotationEnds{300};
+constexpr milliseconds kMailsEnd{200};
+constexpr milliseconds kRowsEnd{1000};
 
 sigset_t WaitedSignals() {
   sigset_t set;
@@ -50,9 +55,16 @@ class Daemon {
         camera_(record.camera),
         rows_(camera_.GetId()),
         sync_(settings.sync_interval),
-        recorder_(settings, record, sync_, [this](const RecordingRow& row) { rows_.Put(row); }),
+        space_(settings, camera_, mailer_),
+        rotation_(camera_),
+        recorder_(settings,
+                  record,
+                  sync_,
+                  space_,
+                  mailer_,
+                  [this](const RecordingRow& row) { rows_.Put(row); }),
         ring_(camera_.GetId(), settings.ring_size),
-        stream_(settings, camera_, ring_, recorder_) {}
+        stream_(settings, camera_, ring_, recorder_, mailer_) {}
 
   int Run(Readiness& readiness) {
     rows_.Report(DAEMON_STATUS_STARTING);
@@ -70,6 +82,9 @@ class Daemon {
       (void)rows_.Flush(kRowsEnd);
       return 1;
     }
+    mailer_.Start();
+    space_.Start();
+    rotation_.Start();
     rows_.Report(DAEMON_STATUS_RUNNING);
     int status = 0;
     if (readiness.HasLauncher() && !IsReported()) {
@@ -105,7 +120,10 @@ class Daemon {
       if (const std::optional<CameraRecord> changed = rows_.TakeReloaded()) {
         recorder_.SetRecord(*changed);
         stream_.SetCamera(changed->camera);
+        space_.SetCamera(changed->camera);
+        rotation_.SetCamera(changed->camera);
       }
+      rotation_.OnTick();
       recorder_.OnTick();
     }
   }
@@ -116,6 +134,8 @@ class Daemon {
     ring_.Remove();
     const bool recording_ended = recorder_.Close(kFrameEnds);
     const bool synced = sync_.Stop(kSyncEnds);
+    const bool rotated = rotation_.Stop(kRotationEnds) && space_.Stop(kRotationEnds);
+    const bool mailed = mailer_.Stop(kMailsEnd);
     rows_.Report(DAEMON_STATUS_STOPPED);
     const bool rows_written = rows_.Flush(kRowsEnd);
     if (!rows_written) {
@@ -125,13 +145,17 @@ class Daemon {
     }
     Log("camera %d (%s): daemon ends", camera_.GetId(), camera_.GetName().c_str());
     // A thread that still hangs somewhere must not be waited for, nor find its objects gone.
-    if (!fetch_ended || !recording_ended || !synced || !rows_written) _exit(status);
+    if (!fetch_ended || !recording_ended || !synced || !rotated || !mailed || !rows_written)
+      _exit(status);
   }
 
   const CameraRecord record_;
   const Camera camera_;
   RowWriter rows_;
   FileSync sync_;
+  Mailer mailer_;
+  SpaceKeeper space_;
+  Rotation rotation_;
   Recorder recorder_;
   LiveRing ring_;
   CameraStream stream_;

@@ -5,6 +5,7 @@
 #include <array>
 #include <cstdarg>
 #include <cstdio>
+#include <utility>
 
 namespace wpd {
 
@@ -24,24 +25,30 @@ void Log(const char* format, ...) {
   syslog(LOG_NOTICE, "%s", line.data());
 }
 
-bool Spell::Begin(const std::string& message) {
+bool SpellState::Begin() {
   const std::lock_guard lock(mutex_);
   well_ = false;
-  if (lasting_) return false;
-  lasting_ = true;
+  return !std::exchange(lasting_, true);
+}
+
+bool SpellState::End() {
+  const std::lock_guard lock(mutex_);
+  if (!lasting_) return false;
+  const auto now = std::chrono::steady_clock::now();
+  if (!well_) well_since_ = now;
+  well_ = true;
+  lasting_ = now - well_since_ < steady_;
+  return !lasting_;
+}
+
+bool Spell::Begin(const std::string& message) {
+  if (!state_.Begin()) return false;
   Log("%s", message.c_str());
   return true;
 }
 
 void Spell::End() {
-  const std::lock_guard lock(mutex_);
-  if (!lasting_) return;
-  const auto now = std::chrono::steady_clock::now();
-  if (!well_) well_since_ = now;
-  well_ = true;
-  if (now - well_since_ < steady_) return;
-  lasting_ = false;
-  Log("%s", over_.c_str());
+  if (state_.End()) Log("%s", over_.c_str());
 }
 
 }  // namespace wpd

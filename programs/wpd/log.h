@@ -14,28 +14,44 @@ void OpenLog(bool foreground);
 /// a literal; what comes from outside is an argument.
 [[gnu::format(printf, 1, 2)]] void Log(const char* format, ...);
 
-/// A spell of trouble: one line when it begins and one when it is over, however often it is
-/// reported between. Thread-safe.
-class Spell {
+/// A spell of trouble, however often it is reported. Thread-safe.
+class SpellState {
  public:
-  /// `over` is the line that ends a spell. One is over when all has been well for `steady`: what
-  /// comes and goes is one spell.
-  explicit Spell(std::string over, std::chrono::seconds steady = std::chrono::seconds(0))
-      : over_(std::move(over)), steady_(steady) {}
+  /// A spell is over when all has been well for `steady`: what comes and goes is one spell.
+  explicit SpellState(std::chrono::seconds steady) : steady_(steady) {}
 
-  /// Reports the trouble; returns true, and logs `message`, when this begins a spell.
-  bool Begin(const std::string& message);
+  /// Reports the trouble; returns true when this begins a spell.
+  bool Begin();
 
-  /// Reports that all is well at the moment. With a `steady` above 0, to be called again and again.
-  void End();
+  /// Reports that all is well at the moment; returns true when this ends a spell. With a `steady`
+  /// above 0, to be called again and again.
+  bool End();
 
  private:
-  const std::string over_;
   const std::chrono::seconds steady_;
   std::mutex mutex_;  // guards all below
   bool lasting_ = false;
   bool well_ = true;
   std::chrono::steady_clock::time_point well_since_;
+};
+
+/// A spell of trouble that is told: one line when it begins and one when it is over, however often
+/// it is reported between. Thread-safe.
+class Spell {
+ public:
+  /// `over` is the line that ends a spell.
+  explicit Spell(std::string over, std::chrono::seconds steady = std::chrono::seconds(0))
+      : over_(std::move(over)), state_(steady) {}
+
+  /// As SpellState::Begin; logs `message` when this begins a spell.
+  bool Begin(const std::string& message);
+
+  /// As SpellState::End.
+  void End();
+
+ private:
+  const std::string over_;
+  SpellState state_;
 };
 
 }  // namespace wpd

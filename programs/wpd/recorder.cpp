@@ -1,7 +1,6 @@
 #include "recorder.h"
 
 #include <string.h>
-#include <sys/statvfs.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -26,28 +25,25 @@ std::unique_ptr<watchpost::MotionSequence> MakeSequence(const CameraRecord& reco
       record.regions, record.camera.GetSensitivity(), watchpost::MotionSequence::kUsuallyFast);
 }
 
-// Free space for this process's user where the camera's recordings go; unknown counts as plenty,
-// writing will tell.
-std::uint64_t FreeBytes(const std::string& folder) {
-  struct statvfs status {};
-  if (statvfs(folder.c_str(), &status) != 0) return UINT64_MAX;
-  return static_cast<std::uint64_t>(status.f_bavail) * status.f_frsize;
-}
-
 }  // namespace
 
 Recorder::Recorder(const Settings& settings,
                    const CameraRecord& record,
                    FileSync& sync,
+                   SpaceKeeper& space,
+                   Mailer& mailer,
                    RowSink sink)
     : settings_(settings),
       sync_(sync),
+      space_(space),
+      mailer_(mailer),
       sink_(std::move(sink)),
       camera_(record.camera),
       regions_(record.regions),
       motion_(MakeSequence(record)),
       history_(settings.motion_before, settings.history_bytes),
       disk_trouble_(Title(camera_) + ": recording again", kSteady),
+      failed_mail_(settings.mail_steady),
       regions_trouble_(Title(camera_) + ": a region lies in its picture again"),
       history_trouble_("") {}
 
@@ -76,7 +72,10 @@ void Recorder::OnFrame(const Frame& frame) {
     record_until_ = frame.steady + settings_.motion_after;
   const bool wanted =
       mode == RECORDING_CONTINUOUS || (mode == RECORDING_MOTION && frame.steady <= record_until_);
-  if (!wanted) End();
+  if (!wanted) {
+    motion_told_ = false;
+    End();
+  }
   if (wanted && MayRecordAgain(frame.steady)) return Record(frame, seen.level, mode);
   if (mode != RECORDING_MOTION) return;
   if (!history_.Add(frame, seen.level)) {
@@ -145,6 +144,7 @@ bool Recorder::Begin(const Frame& frame, RecordingType mode) {
   mode_ = mode;
   next_row_ = frame.steady;
   sync_.Follow(recording_->Path());
+  if (mode == RECORDING_MOTION) TellMotion();
   return true;
 }
 
@@ -160,15 +160,28 @@ bool Recorder::Append(const Frame& frame, int level) {
     return false;
   }
   disk_trouble_.End();
+  (void)failed_mail_.End();  // there is no mail for it
   suspension_ = std::chrono::seconds(0);
   if (frame.steady >= next_row_) Publish(frame.steady);
   return true;
 }
 
 void Recorder::Suspend(Clock::time_point now, const std::string& reason) {
-  disk_trouble_.Begin(Title(camera_) + ": not recording: " + reason);
+  Fail("not recording: " + reason);
+  space_.Look();
   suspension_ = std::clamp(2 * suspension_, kShortestSuspension, kLongestSuspension);
   suspended_until_ = now + suspension_;
+}
+
+void Recorder::Fail(const std::string& what) {
+  disk_trouble_.Begin(Title(camera_) + ": " + what);
+  if (failed_mail_.Begin()) mailer_.Post(WP_MAIL_RECORDING_FAILED, camera_);
+}
+
+// Once a motion: it may go on in further files.
+void Recorder::TellMotion() {
+  if (std::exchange(motion_told_, true)) return;
+  mailer_.Post(WP_MAIL_MOTION_DETECTED, camera_, recording_->Row().start, recording_->Path());
 }
 
 void Recorder::Publish(Clock::time_point now) {
@@ -185,12 +198,12 @@ void Recorder::End() {
     return;
   }
   if (!recording_->Finish()) {
-    disk_trouble_.Begin(Title(camera_) + ": " + recording_->Row().path +
-                        " could not be completed: " + strerror(errno));
+    Fail(recording_->Row().path + " could not be completed: " + strerror(errno));
   }
   sync_.Release(recording_->Path());
   sink_(recording_->Row());
   recording_.reset();
+  space_.Look();
 }
 
 void Recorder::OnConnectionLost() {
@@ -198,6 +211,7 @@ void Recorder::OnConnectionLost() {
   motion_->Begin();
   history_.Clear();
   record_until_ = {};
+  motion_told_ = false;
   End();
 }
 

@@ -15,8 +15,10 @@
 #include "filesync.h"
 #include "framehistory.h"
 #include "log.h"
+#include "mailer.h"
 #include "recording.h"
 #include "settings.h"
+#include "spacekeeper.h"
 
 namespace wpd {
 
@@ -24,9 +26,15 @@ class Recorder {
  public:
   using RowSink = std::function<void(const RecordingRow& row)>;
 
-  /// `sync` learns which file is being written; `sink` receives every new state of a row and must
-  /// not block.
-  Recorder(const Settings& settings, const CameraRecord& record, FileSync& sync, RowSink sink);
+  /// `sync` learns which file is being written, `space` when to look at the disk; `mailer` tells of
+  /// motion, and of recording that fails. `sink` receives every new state of a row and must not
+  /// block.
+  Recorder(const Settings& settings,
+           const CameraRecord& record,
+           FileSync& sync,
+           SpaceKeeper& space,
+           Mailer& mailer,
+           RowSink sink);
 
   /// Takes over changed settings of the camera; a change of where recordings go, or of what counts
   /// as motion, ends the present one.
@@ -58,9 +66,13 @@ class Recorder {
   void End();
   void Publish(Clock::time_point now);
   void Suspend(Clock::time_point now, const std::string& reason);
+  void Fail(const std::string& what);
+  void TellMotion();
 
   const Settings settings_;
   FileSync& sync_;
+  SpaceKeeper& space_;
+  Mailer& mailer_;
   const RowSink sink_;
   std::mutex mutex_;  // guards all below
   Camera camera_;
@@ -74,7 +86,9 @@ class Recorder {
   Clock::time_point suspended_until_;   // while the disk takes nothing
   std::chrono::seconds suspension_{0};  // how long the present one lasts, 0 without trouble
   bool closed_ = false;
+  bool motion_told_ = false;  // the mail of this motion has gone out
   Spell disk_trouble_;
+  SpellState failed_mail_;
   Spell regions_trouble_;
   Spell history_trouble_;  // told once
 };

@@ -47,6 +47,10 @@ Settings LoadSettings() {
   long after = settings.motion_after.count();
   long history = static_cast<long>(settings.history_bytes >> kMiB);
   long reserve = static_cast<long>(settings.reserve_bytes >> kMiB);
+  long floor = static_cast<long>(settings.floor_bytes >> kMiB);
+  long mail_steady = settings.mail_steady.count();
+  Read(hash, "floor_mebibytes", 1, 1048576, floor);
+  Read(hash, "mail_steady_seconds", 1, 3600, mail_steady);
   Read(hash, "row_interval_seconds", 1, 60, row_interval);
   Read(hash, "sync_interval_seconds", 1, 60, sync_interval);
   Read(hash, "cut_seconds", 10, 86400, cut_seconds);
@@ -72,6 +76,8 @@ Settings LoadSettings() {
   settings.motion_before = std::chrono::seconds(before);
   settings.motion_after = std::chrono::seconds(after);
   settings.history_bytes = static_cast<std::size_t>(history) << kMiB;
+  settings.floor_bytes = static_cast<std::uint64_t>(floor) << kMiB;
+  settings.mail_steady = std::chrono::seconds(mail_steady);
   settings.reserve_bytes = static_cast<std::uint64_t>(reserve) << kMiB;
   return settings;
 }

@@ -21,6 +21,9 @@ struct Settings {
   std::chrono::seconds motion_after{5};   ///< recorded after motion, 1 to 600
   std::size_t history_bytes =
       16U << 20;  ///< most memory for frames before motion; in MiB, 1 to 256
+  std::uint64_t floor_bytes =
+      64ULL << 20;  ///< free space that is kept by removing the oldest; in MiB, 1 to 1048576
+  std::chrono::seconds mail_steady{30};  ///< a spell of trouble is over after so long, 1 to 3600
   std::uint64_t reserve_bytes =
       16ULL << 20;  ///< free space wanted before recording goes on; in MiB, 1 to 65536
 };

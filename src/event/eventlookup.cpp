@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cctype>
 #include <ctime>
+#include <filesystem>
 
 #include "foundation/dbrow_internal.h"
 #include "foundation/utils.h"
@@ -18,6 +19,12 @@ Event FindEvent(int camera_id, const std::string& path) noexcept {
   RowCursor rows(result.get());
   if (rows.Next()) (void)event.PutRowIntoObj(result.get(), rows.Index());  // there is a result
   return event;
+}
+
+bool IsInFolder(const std::string& name) noexcept {
+  const std::filesystem::path path(name);
+  if (name.empty() || name.find('\0') != std::string::npos || path.is_absolute()) return false;
+  return std::none_of(path.begin(), path.end(), [](const auto& part) { return part == ".."; });
 }
 
 std::optional<long> StartOfRecording(const std::string& name) noexcept {

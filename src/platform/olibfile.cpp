@@ -3,14 +3,19 @@
 #define SI_NO_CONVERSION  // values are byte strings
 #define SI_IMPLEMENTATION
 #include <SimpleIni.h>
+#include <dirent.h>
 #include <fcntl.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "platform/unique_fd.h"
 
@@ -45,6 +50,20 @@ bool LoadFile(const char* path, CSimpleIniCaseA& file) {
   return file.LoadData(*text) == SI_OK;
 }
 
+struct DirDeleter {
+  void operator()(DIR* dir) const { (void)closedir(dir); }  // it was opened for reading
+};
+
+bool IsLogSocket(int fd) {
+  sockaddr_storage address{};
+  socklen_t size = sizeof address;
+  int type = 0;
+  socklen_t type_size = sizeof type;
+  return getsockname(fd, reinterpret_cast<sockaddr*>(&address), &size) == 0 &&
+         address.ss_family == AF_UNIX &&
+         getsockopt(fd, SOL_SOCKET, SO_TYPE, &type, &type_size) == 0 && type == SOCK_DGRAM;
+}
+
 }  // namespace
 
 int OLIBFileGetSection(const char* path, const char* section, OLIBSZHASH** hash) noexcept {
@@ -66,4 +85,16 @@ int OLIBFileGetKeyValue(
   std::memcpy(buffer, value, length);
   buffer[length] = '\0';
   return static_cast<int>(length);
+}
+
+void ErrOLIBFileCloseLock() noexcept {
+  std::vector<int> inherited;
+  if (const std::unique_ptr<DIR, DirDeleter> dir(opendir("/proc/self/fd")); dir != nullptr) {
+    for (const dirent* entry = readdir(dir.get()); entry != nullptr; entry = readdir(dir.get()))
+      inherited.push_back(std::atoi(entry->d_name));  // 0 for "." and ".."
+  }
+  for (const int fd : inherited) {
+    if (fd > STDERR_FILENO && !IsLogSocket(fd))
+      (void)close(fd);  // the folder's own has gone already
+  }
 }

@@ -23,4 +23,9 @@ WATCHPOST_API int OLIBFileGetSection(const char* path,
 WATCHPOST_API int OLIBFileGetKeyValue(
     const char* path, const char* key, char* buffer, int size, int flags) noexcept;
 
+/// For a forked child: closes every descriptor above 2 that it has inherited, so that no lock, file
+/// or connection of its parent's lives on in it. The system log's socket is left alone: syslog(3)
+/// would not notice that its number has come to mean something else.
+WATCHPOST_API void ErrOLIBFileCloseLock() noexcept;
+
 }  // extern "C"

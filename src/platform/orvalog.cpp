@@ -24,6 +24,7 @@ struct Message {
 };
 
 constexpr std::array kMessages{
+    Message{0x11100800, "A mail could not be sent: %1"},
     Message{0x13300012,
             "Removed %2 recordings of camera %1 that were older than its limit of days."},
     Message{0x13300013,

@@ -36,9 +36,10 @@ void SendAll(int fd, const std::string& bytes) {
 
 }  // namespace
 
-FakeCamera::FakeCamera(std::vector<std::string> replies, After after)
+FakeCamera::FakeCamera(std::vector<std::string> replies, After after, First first)
     : replies_(std::move(replies)),
       after_(after),
+      first_(first),
       listener_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
   sockaddr_in address{};
   address.sin_family = AF_INET;
@@ -66,7 +67,7 @@ void FakeCamera::Serve() {
   for (;;) {
     UniqueFd client(accept4(listener_.Get(), nullptr, nullptr, SOCK_CLOEXEC));
     if (!client.IsValid()) return;
-    requests_.push_back(ReadRequest(client.Get()));
+    requests_.push_back(first_ == First::kClient ? ReadRequest(client.Get()) : "");
     SendAll(client.Get(), replies_[std::min(requests_.size(), replies_.size()) - 1]);
     if (after_ == After::kHold) held_.push_back(std::move(client));
   }

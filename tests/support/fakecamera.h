@@ -12,10 +12,13 @@ namespace watchpost::test {
 class FakeCamera {
  public:
   enum class After { kClose, kHold };
+  enum class First { kClient, kCamera };  ///< who speaks first
 
   /// Answers connection i with replies[i], the last reply again for later ones, and then closes it
   /// or holds it open until the object is destroyed.
-  explicit FakeCamera(std::vector<std::string> replies, After after = After::kClose);
+  explicit FakeCamera(std::vector<std::string> replies,
+                      After after = After::kClose,
+                      First first = First::kClient);
   ~FakeCamera();
   FakeCamera(const FakeCamera&) = delete;
   FakeCamera& operator=(const FakeCamera&) = delete;
@@ -33,6 +36,7 @@ class FakeCamera {
 
   std::vector<std::string> replies_;
   After after_;
+  First first_;
   std::vector<std::string> requests_;
   std::vector<UniqueFd> held_;
   UniqueFd listener_;

@@ -1,0 +1,212 @@
+#include "notify/wpmail.h"
+
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <syslog.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <string>
+
+#include "notify/maildelivery.h"
+#include "platform/olibfile.h"
+#include "platform/orvalog.h"
+
+// The two ways in which this module speaks; the messages are literals.
+#define MAIL_PRINT(message, ...)                                                          \
+  do {                                                                                    \
+    (void)std::fflush(stderr);                                                            \
+    (void)std::fprintf(stderr, message, kLogSource, __LINE__ __VA_OPT__(, ) __VA_ARGS__); \
+  } while (false)
+#define MAIL_LOG(message, ...) \
+  syslog(LOG_ERR, "%s (%d) " message, kLogSource, __LINE__ __VA_OPT__(, ) __VA_ARGS__)
+
+namespace {
+
+using watchpost::MailFailure;
+using watchpost::MailResult;
+
+constexpr char kLogSource[] = "wpmail";
+constexpr int kHashSize = 512;
+// Waiting longer than every limit on the way together means that something hangs for good.
+constexpr unsigned int kLongestLife = 120;
+
+constexpr int kEventLog = 8;
+constexpr int kEventLevel = 3;
+constexpr unsigned int kMailFailed = 0x11100800;
+
+constexpr char kTags[][128] = {
+    "WP_TestMail",
+    "WP_AddCamera",
+    "WP_DeleteCamera",
+    "WP_MotionDetected",
+    "WP_RotationLimitReached",
+    "WP_CameraConnectionLost",
+    "WP_CameraConnectionResumed",
+    "WP_CameraRecordingFailed",
+};
+
+std::string EventTime(const void* time) {
+  time_t moment = 0;
+  std::memcpy(&moment, time, sizeof moment);
+  std::array<char, 64> text{};
+  if (ctime_r(&moment, text.data()) == nullptr) return "";
+  text[strcspn(text.data(), "\n")] = '\0';
+  return text.data();
+}
+
+// The template's tag, with the placeholders filled that it needs; empty when there is nothing to
+// send.
+const char* SelectTag(
+    WP_MAIL_TYPE type, Camera* camera, const void* time, const char* file, OLIBSZHASH** hash) {
+  if (type < WP_MAIL_TEST || type > WP_MAIL_RECORDING_FAILED) return "";
+  if (type == WP_MAIL_MOTION_DETECTED) {
+    if (time == nullptr || file == nullptr) return "";
+    (void)OLIBSzHashSetValue(hash, "%EVENT_TIME%", EventTime(time).c_str());
+    (void)OLIBSzHashSetValue(hash, "%FILE%", file);
+  }
+  if (type != WP_MAIL_TEST)
+    (void)OLIBSzHashSetValue(hash, "%CAMERA%", camera->GetName().c_str());  // none is null
+  return kTags[type];
+}
+
+// The process that sends belongs to nobody, keeps nothing of its parent's, and ends in time
+// whatever the parent has done with its signals.
+void BecomeDetached() {
+  (void)setsid();  // a child leads no group: cannot fail
+  (void)signal(SIGALRM, SIG_DFL);
+  sigset_t signals;
+  (void)sigemptyset(&signals);
+  (void)pthread_sigmask(SIG_SETMASK, &signals, nullptr);
+  (void)alarm(kLongestLife);
+  ErrOLIBFileCloseLock();
+  const int null = open("/dev/null", O_RDWR);
+  for (int fd = 0; fd <= STDERR_FILENO && null >= 0; ++fd) (void)dup2(null, fd);
+  if (null > STDERR_FILENO) (void)close(null);
+}
+
+void PrintSettings(const _tag_ORVA_MAIL_& mail) {
+  MAIL_PRINT("[MSG]%s:%d:Mail setting : \n");
+  MAIL_PRINT("[MSG]%s:%d:Server : %s\n", mail.server);
+  MAIL_PRINT("[MSG]%s:%d:User : %s\n", mail.user_name);
+  MAIL_PRINT("[MSG]%s:%d:Password : %s\n", mail.password);
+  MAIL_PRINT("[MSG]%s:%d:Mail Add : %s\n", mail.recipient);
+  MAIL_PRINT("[MSG]%s:%d:Auth : %d\n\n", mail.need_auth ? 1 : 0);
+}
+
+void Report(const MailResult& result) {
+  const char* detail = result.detail.c_str();
+  switch (result.failure) {
+    case MailFailure::kNone:
+      break;
+    case MailFailure::kNoTemplate:
+      MAIL_PRINT("[debug]%s:%d:Failed to read default email content.\n");
+      break;
+    case MailFailure::kNoRequest:
+      MAIL_PRINT("[debug]%s:%d:Failed to fill SMTP struct.\n");
+      break;
+    case MailFailure::kNoRecipient:
+      MAIL_LOG("There is no to email.");
+      break;
+    case MailFailure::kNoSender:
+      MAIL_LOG("There is no from email.");
+      break;
+    case MailFailure::kNoLibrary:
+      MAIL_LOG("dlopen failed. (%s)\n", detail);
+      break;
+    case MailFailure::kNoSymbol:
+      MAIL_LOG("dlsym failed. (%s)\n", detail);
+      break;
+    case MailFailure::kNotEncoded:
+      MAIL_PRINT("[debug]%s:%d:Failed to do base64 encode on subject.\n");
+      break;
+    case MailFailure::kNotSent:
+      MAIL_PRINT("[debug]%s:%d:Failed to send mail.\n");
+      break;
+  }
+}
+
+// What the process that sends does.
+void Send(const char* tag, const OLIBSZHASH* placeholders) {
+  _tag_ORVA_MAIL_ mail{};
+  if (GetMailsetting(&mail) != 0) {
+    MAIL_PRINT("[debug]%s:%d:Failed to get mail setting.\n");
+    return;
+  }
+  if (!watchpost::HasAddress(mail)) return;
+  watchpost::MailOrder order;
+  order.tag = tag;
+  order.placeholders = placeholders;
+  order.error = SMTPErrorCallBack;
+  if (!watchpost::ReadMailLanguage(order.language))
+    MAIL_LOG("Failed to get maillang, use enu instead.");
+  Report(watchpost::DeliverMail(mail, order));
+  ORVAMailFree(&mail);
+}
+
+}  // namespace
+
+int WPMailSender::SendMail(WP_MAIL_TYPE type,
+                           Camera* camera,
+                           void* eventTime,
+                           void* file) noexcept {
+  if (camera == nullptr && type != WP_MAIL_TEST) return -1;
+  const watchpost::OlibHashPtr placeholders(PshOLIBSzHashAlloc(kHashSize));
+  OLIBSZHASH* hash = placeholders.get();
+  if (hash == nullptr) return -1;
+  const char* tag = SelectTag(type, camera, eventTime, static_cast<const char*>(file), &hash);
+  if (*tag == '\0') return 0;
+  const pid_t child = fork();
+  if (child < 0) return -1;
+  if (child == 0) {
+    MailSendEvent(tag, &hash);
+    _exit(0);
+  }
+  // Interrupted, or reaped by a caller that waits for every child: the mail goes out all the same.
+  while (waitpid(child, nullptr, 0) < 0 && errno == EINTR) {
+  }
+  return 0;
+}
+
+void MailSendEvent(const char* tag, OLIBSZHASH** placeholders) noexcept {
+  if (tag == nullptr || *tag == '\0') return;
+  const pid_t sender = fork();
+  if (sender < 0) MAIL_LOG("Failed to fork().");
+  if (sender != 0) return;
+  BecomeDetached();
+  Send(tag, placeholders == nullptr ? nullptr : *placeholders);
+  _exit(0);
+}
+
+void SMTPErrorCallBack(const char* message) noexcept {
+  const char* text = message == nullptr ? "" : message;
+  (void)ORVALogSet1(kEventLog, kEventLevel, kMailFailed, text, "", "", "");  // as far as it goes
+  MAIL_LOG("Failed to send email. (%s)", text);
+}
+
+int GetMailsetting(_tag_ORVA_MAIL_* mail) noexcept {
+  if (mail == nullptr) return -1;
+  Notification notification(NOTIFICATION_NONE, "", 0, false, "", "", false, false, "", "");
+  (void)notification.Reload();  // what cannot be read sends no mail
+  switch (notification.GetMethod()) {
+    case NOTIFICATION_NONE:
+      MAIL_PRINT("[MSG]%s:%d:Don't need to send mail.\n");
+      return -1;
+    case NOTIFICATION_SYSTEM_MAIL:
+      if (ORVAMailGet(mail) != 0) return -1;
+      break;
+    case NOTIFICATION_SMTP:
+      watchpost::FillMailSettings(notification, *mail);
+      break;
+    default:
+      MAIL_PRINT("[debug]%s:%d:Bad parameters (NOTIFICATIONMETHOD).\n");
+      return -1;
+  }
+  PrintSettings(*mail);
+  return 0;
+}
