@@ -115,6 +115,7 @@ Recording::Recording(const Camera& camera, EVENT_CAUSE cause, const Frame& first
   row_.stop = row_.start;
   row_.cause = cause;
   row_.path = std::move(name);
+  row_.file = path_;
   row_.size = FitSize(bytes_);
 }
 

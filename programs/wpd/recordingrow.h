@@ -16,6 +16,7 @@ struct RecordingRow {
   int cause = 0;     ///< an EVENT_CAUSE
   int size = 0;      ///< bytes
   std::string path;  ///< name of the file below the camera's folder
+  std::string file;  ///< its full path; empty when it is not known
   bool finished = false;
 };
 

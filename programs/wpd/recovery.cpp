@@ -40,6 +40,7 @@ RecordingRow RowOf(const CameraRecord& record, const std::string& name, long wri
   RecordingRow row;
   row.camera_id = record.camera.GetId();
   row.path = name;
+  row.file = record.camera.GetStoragePath() + "/" + name;
   row.cause = EVENT_CAUSE_CONTINUOUS;
   row.start = written;
   row.stop = written;

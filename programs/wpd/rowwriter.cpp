@@ -1,5 +1,7 @@
 #include "rowwriter.h"
 
+#include <unistd.h>
+#include <watchpost/event/event.h>
 #include <watchpost/foundation/wpdb.h>
 
 #include <algorithm>
@@ -19,13 +21,6 @@ bool DatabaseAnswers() {
   pg_conn* conn = WPDBConnect();
   WPDBClose(conn);
   return conn != nullptr;
-}
-
-void Fill(Event& event, const RecordingRow& row) {
-  event.SetStartTime(row.start);
-  event.SetEndTime(row.stop);
-  event.SetFrameCount(row.frames);
-  event.SetSize(row.size);
 }
 
 // Id that a statement returns in its first row: 0 without a row, -1 when it failed. Unlike Event's
@@ -51,24 +46,39 @@ int FindInserted(const RecordingRow& row) {
 
 int Insert(const RecordingRow& row) {
   Event fresh(row.camera_id, row.width, row.height, static_cast<EVENT_CAUSE>(row.cause), row.path);
-  Fill(fresh, row);
+  fresh.SetStartTime(row.start);
+  fresh.SetEndTime(row.stop);
+  fresh.SetFrameCount(row.frames);
+  fresh.SetSize(row.size);
   return AskId(fresh.strSqlInsert());
 }
 
-bool Store(const RecordingRow& row, std::optional<Event>& event, bool& insert_tried) {
-  if (!event) {
-    int id = insert_tried ? FindInserted(row) : 0;
-    if (id < 0) return false;
-    insert_tried = true;
-    if (id == 0) id = Insert(row);
-    if (id <= 0) return false;
-    const Event stored(id);
-    if (stored.GetCameraID() != row.camera_id)
-      return false;  // could not be read; it is found the next time
-    event = stored;
+// Only what changes while a recording grows: others may have archived it meanwhile.
+int Update(const RecordingRow& row, int id) {
+  return AskId("UPDATE event SET start_time = " + std::to_string(row.start) + ", stop_time = " +
+               std::to_string(row.stop) + ", framecount = " + std::to_string(row.frames) +
+               ", filesize = " + std::to_string(row.size) + " WHERE id = " + std::to_string(id) +
+               " RETURNING id");
+}
+
+// Whether the row is in the database as it should be, or nowhere because its file has gone.
+bool Store(const RecordingRow& row, int& id, bool& insert_tried) {
+  if (id == 0 && insert_tried) {
+    const int found = FindInserted(row);
+    if (found < 0) return false;
+    id = found;
   }
-  Fill(*event, row);
-  return WPDBExecute(event->strSqlUpdate()) == 0;
+  if (id != 0) {
+    const int updated = Update(row, id);
+    if (updated != 0) return updated > 0;
+    // Somebody deleted it. With its file that is final; without, the recording needs a row: making
+    // room takes the rows of a whole second.
+    id = 0;
+    if (row.file.empty() || access(row.file.c_str(), F_OK) != 0) return true;
+  }
+  insert_tried = true;
+  id = std::max(Insert(row), 0);
+  return id != 0;
 }
 
 }  // namespace
@@ -242,12 +252,12 @@ bool RowWriter::LoadCamera(std::unique_lock<std::mutex>& lock) {
 bool RowWriter::WriteRow(std::unique_lock<std::mutex>& lock, Entry& entry) {
   const RecordingRow row = entry.row;
   const std::uint64_t revision = entry.revision;
-  std::optional<Event> event = std::move(entry.event);
+  int id = entry.id;
   bool insert_tried = entry.insert_tried;
   lock.unlock();
-  const bool written = Store(row, event, insert_tried);
+  const bool written = Store(row, id, insert_tried);
   lock.lock();
-  entry.event = std::move(event);
+  entry.id = id;
   entry.insert_tried = insert_tried;
   if (!written) return false;
   entry.written = revision;

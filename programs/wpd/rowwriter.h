@@ -57,13 +57,13 @@ class RowWriter {
   void KeepRows();
 
  private:
-  /// A row on its way to the database. The event changes only on the writer's thread.
+  /// A row on its way to the database.
   struct Entry {
     RecordingRow row;
     std::uint64_t revision = 1;  // of `row`
     std::uint64_t written = 0;   // revision that the database holds
     bool insert_tried = false;   // there may be a row of which nobody told us the id
-    std::optional<Event> event;
+    int id = 0;                  // of the row in the database, once it is known
   };
   using Entries = std::map<std::string, Entry>;  // by path
 

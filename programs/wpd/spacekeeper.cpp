@@ -3,9 +3,11 @@
 #include <sys/statvfs.h>
 #include <watchpost/event/wprotate.h>
 #include <watchpost/foundation/utils.h>
+#include <watchpost/foundation/wpdb.h>
 #include <watchpost/foundation/wplog.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <string>
 
 #include "rotation.h"
@@ -14,8 +16,8 @@ namespace wpd {
 namespace {
 
 constexpr std::chrono::seconds kBetweenLooks{5};
-// Looked again after so few: other cameras of the same disk remove theirs at the same time.
-constexpr int kFewRecordings = 4;
+constexpr std::chrono::minutes kBetweenTells{1};
+constexpr double kAnySize = 1e9;  // MiB
 // A small disk would hold nothing but its free space.
 constexpr std::uint64_t kLargestShare = 10;
 
@@ -25,6 +27,23 @@ std::uint64_t FloorOf(const std::string& folder, std::uint64_t wanted) {
   if (statvfs(folder.c_str(), &status) != 0) return 0;
   const std::uint64_t size = static_cast<std::uint64_t>(status.f_blocks) * status.f_frsize;
   return std::min(wanted, size / kLargestShare);
+}
+
+// How many of the camera's recordings ended in the same second as the one that may go first.
+int CountOldest(int camera_id) {
+  const std::string mine =
+      " FROM event WHERE camera_id=" + std::to_string(camera_id) + " AND archived=false";
+  DBResult* result = nullptr;
+  if (WPDBExecute("SELECT count(*)" + mine + " AND stop_time=(SELECT min(stop_time)" + mine + ")",
+                  &result) != 0) {
+    return 0;
+  }
+  auto row = static_cast<unsigned int>(-1);
+  const char* text =
+      ORVADBFetchRow(result, &row) == 0 ? ORVADBFetchField(result, row, "count") : nullptr;
+  const int count = text == nullptr ? 0 : std::atoi(text);
+  ORVADBFreeResult(result);
+  return count;
 }
 
 }  // namespace
@@ -85,6 +104,8 @@ void SpaceKeeper::Run() {
     lock.lock();
     (void)wake_.wait_for(lock, kBetweenLooks, [this] { return stop_ || look_; });  // either way
   }
+  Camera camera = camera_;
+  TellRemoved(camera, true);
   ended_ = true;
   end_.notify_all();
 }
@@ -92,11 +113,8 @@ void SpaceKeeper::Run() {
 void SpaceKeeper::KeepFree(Camera& camera) {
   const std::string folder = camera.GetStoragePath();
   const std::uint64_t floor = FloorOf(folder, wanted_);
-  if (FreeBytes(folder) < floor && IsRotated(camera)) {
-    const int removed = RemoveOldest(camera, floor);
-    if (removed > 0)
-      (void)WPLog(WP_LOG_ROTATED_BY_SIZE, camera.GetName().c_str(), itos(removed).c_str(), "", "");
-  }
+  if (FreeBytes(folder) < floor && IsRotated(camera)) removed_ += RemoveOldest(camera, floor);
+  TellRemoved(camera, false);
   if (FreeBytes(folder) >= floor) {
     full_.End();
     (void)told_.End();  // there is no mail for it
@@ -109,16 +127,30 @@ void SpaceKeeper::KeepFree(Camera& camera) {
   if (told_.Begin()) mailer_.Post(WP_MAIL_RECORDING_FAILED, camera);
 }
 
-// Returns how many recordings have gone.
+// In the appliance's event log, once a minute at most.
+void SpaceKeeper::TellRemoved(Camera& camera, bool now) {
+  const auto moment = std::chrono::steady_clock::now();
+  if (removed_ == 0 || (!now && moment < next_tell_)) return;
+  (void)WPLog(WP_LOG_ROTATED_BY_SIZE,
+              camera.GetName().c_str(),
+              itos(removed_).c_str(),
+              "",
+              "");  // always 0
+  removed_ = 0;
+  next_tell_ = moment + kBetweenTells;
+}
+
+// Returns how many recordings have gone. They go by whole seconds of their end: removing takes the
+// rows of the last second whole, and no file is to stay without its row.
 int SpaceKeeper::RemoveOldest(Camera& camera, std::uint64_t floor) {
   WPRotate rotate(&camera);
   int total = 0;
-  for (int removed = 1; removed > 0 && !IsStopped(); total += removed) {
-    const std::uint64_t free = FreeBytes(camera.GetStoragePath());
-    if (free >= floor) break;
-    removed = 0;
+  while (!IsStopped() && FreeBytes(camera.GetStoragePath()) < floor) {
+    int removed = 0;
     (void)rotate.RemoveFileBySizeWithUpperbound(
-        TransformFromByteToMB(floor - free), kFewRecordings, removed);  // free space tells the rest
+        kAnySize, CountOldest(camera.GetId()), removed);  // free space tells how far it got
+    if (removed == 0) break;
+    total += removed;
   }
   return total;
 }

@@ -43,6 +43,7 @@ class SpaceKeeper {
  private:
   void Run();
   void KeepFree(Camera& camera);
+  void TellRemoved(Camera& camera, bool now);
   int RemoveOldest(Camera& camera, std::uint64_t floor);
   bool IsStopped();
 
@@ -50,6 +51,8 @@ class SpaceKeeper {
   Mailer& mailer_;
   Spell full_;
   SpellState told_;
+  int removed_ = 0;  // since the owner was told
+  std::chrono::steady_clock::time_point next_tell_;
   std::mutex mutex_;  // guards all below
   std::condition_variable wake_;
   std::condition_variable end_;
