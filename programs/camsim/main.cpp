@@ -58,7 +58,9 @@ void Describe(CLI::App& app, Options& options) {
       })
       ->capture_default_str();
   app.footer(
-      "Fetching /fault/NAME switches to another fault while the camera runs.\n"
+      "Fetching /fault/NAME switches to another fault while the camera runs; /ptz/left, right, up, "
+      "down, in, out\n"
+      "and home move its lens.\n"
       "\nExamples:\n"
       "  camsim --size 1280x720 --fps 15\n"
       "  camsim --scene person --fps 10\n"
@@ -81,7 +83,7 @@ int Fail(const std::string& message) {
 int Run(const Options& options) {
   std::string error;
   std::unique_ptr<camsim::FrameSource> frames =
-      options.folder.empty() ? camsim::MakeScene(options.scene)
+      options.folder.empty() ? camsim::MakeScene(options.scene, options.server.lens)
                              : camsim::MakeFolderSource(options.folder, error);
   if (frames == nullptr) return Fail(error);
 
@@ -125,6 +127,7 @@ int main(int argc, char** argv) {
   }
   options.scene.kind = camsim::kSceneNames.at(options.scene_name);
   options.scene.fps = options.server.stream.fps;
+  options.server.lens = std::make_shared<camsim::Lens>();
   options.server.stream.dialect = camsim::kDialectNames.at(options.dialect);
   return Run(options);
 }

@@ -195,10 +195,31 @@ Jpeg Encode(Picture& picture, int quality, const std::string& comment) {
   return jpeg;
 }
 
+// What a moved lens sees of it; the edges go on for ever.
+Picture LookFrom(Picture& scene, const Lens::Position& position) {
+  constexpr double kCloser = 0.75;
+  const int width = scene.Width();
+  const int height = scene.Height();
+  const double scale = std::pow(kCloser, position.zoom);
+  const double left = width * (0.5 - scale / 2 + position.pan / 8.0);
+  const double top = height * (0.5 - scale / 2 + position.tilt / 8.0);
+  Picture view(width, height);
+  for (int y = 0; y < height; ++y) {
+    const int from_y = std::clamp(static_cast<int>(top + y * scale), 0, height - 1);
+    for (int x = 0; x < width; ++x) {
+      const int from_x = std::clamp(static_cast<int>(left + x * scale), 0, width - 1);
+      std::copy_n(scene.Row(from_y) + from_x * kChannels, kChannels, view.Row(y) + x * kChannels);
+    }
+  }
+  return view;
+}
+
 class Scene : public FrameSource {
  public:
-  explicit Scene(const SceneOptions& options)
-      : options_(options), background_(DrawBackground(options.width, options.height)) {}
+  Scene(const SceneOptions& options, std::shared_ptr<const Lens> lens)
+      : options_(options),
+        lens_(std::move(lens)),
+        background_(DrawBackground(options.width, options.height)) {}
 
   [[nodiscard]] Jpeg Frame(std::uint64_t number) const override {
     Picture picture = background_;
@@ -223,11 +244,14 @@ class Scene : public FrameSource {
     }
     const std::string truth =
         "frame " + std::to_string(number) + " motion " + (HasMotion(options_, number) ? "1" : "0");
+    const Lens::Position position = lens_ == nullptr ? Lens::Position{} : lens_->Get();
+    if (!(position == Lens::Position{})) picture = LookFrom(picture, position);
     return Encode(picture, options_.quality, truth);
   }
 
  private:
   SceneOptions options_;
+  std::shared_ptr<const Lens> lens_;
   Picture background_;
 };
 
@@ -238,8 +262,9 @@ bool HasMotion(const SceneOptions& options, std::uint64_t number) {
   return options.kind == SceneKind::kPerson && ShareOfEvent(options, number).has_value();
 }
 
-std::unique_ptr<FrameSource> MakeScene(const SceneOptions& options) {
-  return std::make_unique<Scene>(options);
+std::unique_ptr<FrameSource> MakeScene(const SceneOptions& options,
+                                       std::shared_ptr<const Lens> lens) {
+  return std::make_unique<Scene>(options, std::move(lens));
 }
 
 }  // namespace camsim

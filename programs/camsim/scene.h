@@ -7,6 +7,7 @@
 #include <string>
 
 #include "frames.h"
+#include "lens.h"
 
 namespace camsim {
 
@@ -37,6 +38,8 @@ struct SceneOptions {
 /// so in a JPEG comment, "frame NUMBER motion 0" or 1.
 bool HasMotion(const SceneOptions& options, std::uint64_t number);
 
-std::unique_ptr<FrameSource> MakeScene(const SceneOptions& options);
+/// Without a lens it looks straight ahead.
+std::unique_ptr<FrameSource> MakeScene(const SceneOptions& options,
+                                       std::shared_ptr<const Lens> lens = nullptr);
 
 }  // namespace camsim

@@ -14,6 +14,7 @@ namespace camsim {
 namespace {
 
 constexpr std::size_t kMostConnections = 64;
+constexpr char kLensPath[] = "/ptz/";
 constexpr char kFaultPath[] = "/fault/";
 
 std::string BasicCredentials(const std::string& user, const std::string& password) {
@@ -115,6 +116,10 @@ void Server::Serve(int fd) {
   }
   if (fault.kind == FaultKind::kStatus && fault.value == 500) {
     return SendStatus(fd, "500 Internal Server Error", "", "This camera is out of order.");
+  }
+  if (request->path.starts_with(kLensPath) && options_.lens != nullptr &&
+      options_.lens->Move(request->path.substr(sizeof kLensPath - 1))) {
+    return SendStatus(fd, "200 OK", "", "Moved.");
   }
   const bool video = request->path == "/video.mjpg";
   const bool snapshot = request->path == "/snapshot.jpg";

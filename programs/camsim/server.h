@@ -10,6 +10,7 @@
 
 #include "fault.h"
 #include "frames.h"
+#include "lens.h"
 #include "stream.h"
 
 namespace camsim {
@@ -19,6 +20,7 @@ struct ServerOptions {
   std::string user;  ///< empty: no password wanted
   std::string password;
   StreamOptions stream;
+  std::shared_ptr<Lens> lens;  ///< null for a camera that cannot be moved
 };
 
 /// Serves /video.mjpg, /snapshot.jpg, and /fault/NAME, which switches to another fault.

@@ -50,9 +50,10 @@ bool RequireLivePictures(const Camera& camera) {
   const int id = camera.GetId();
   const bool runs = RunningDaemon(id).has_value();  // one that was killed leaves its last pictures
   if (runs && CameraConnectionStatus(id) != CAM_CONN_NONE) return true;
-  (void)Failed("no live pictures of camera \"" + camera.GetName() + "\": " +
-               (runs ? "its daemon keeps none: ring_kibibytes is 0, or the system log says why"
-                     : "its daemon is not running (wpd -c " + std::to_string(id) + " starts it)"));
+  (void)Failed(
+      "no live pictures of camera \"" + camera.GetName() + "\": " +
+      (runs ? "its daemon keeps none: ring_kibibytes is 0, or the system log says why"
+            : "its daemon is not running (wpctl service start " + std::to_string(id) + ")"));
   return false;
 }
 

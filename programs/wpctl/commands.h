@@ -13,6 +13,11 @@ void AddCameraCommands(CLI::App& app, int& status);
 /// Verbs of the group "camera" that show live pictures and their motion.
 void AddLiveCommands(CLI::App& camera_group, int& status);
 void AddTuneCommand(CLI::App& camera_group, int& status);
+void AddVerifyCommand(CLI::App& camera_group, int& status);
+void AddPtzCommand(CLI::App& camera_group, int& status);
+void AddCapabilityCommands(CLI::App& app, int& status);
+void AddServiceCommands(CLI::App& app, int& status);
+void AddDoctorCommand(CLI::App& app, int& status);
 void AddRegionCommands(CLI::App& app, int& status);
 void AddScheduleCommands(CLI::App& app, int& status);
 void AddStorageCommands(CLI::App& app, int& status);

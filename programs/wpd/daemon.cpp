@@ -18,6 +18,7 @@
 #include "rotation.h"
 #include "rowwriter.h"
 #include "spacekeeper.h"
+#include "statusfile.h"
 
 namespace wpd {
 namespace {
@@ -113,6 +114,7 @@ class Daemon {
 
   void Serve() {
     Log("camera %d (%s): daemon runs", camera_.GetId(), camera_.GetName().c_str());
+    StatusFile status_file(camera_.GetId());
     for (;;) {
       const int number = NextSignal({1, 0});
       if (number == SIGINT || number == SIGTERM) return;
@@ -124,6 +126,7 @@ class Daemon {
         rotation_.SetCamera(changed->camera);
       }
       rotation_.OnTick();
+      if (const std::optional<Activity> activity = recorder_.Look()) status_file.Update(*activity);
       recorder_.OnTick();
     }
   }

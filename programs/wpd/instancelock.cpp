@@ -7,10 +7,17 @@
 #include <watchpost/platform/rootedpath.h>
 
 #include <cerrno>
+#include <chrono>
 #include <filesystem>
 #include <system_error>
+#include <thread>
 
 namespace wpd {
+namespace {
+
+constexpr int kTries = 20;
+
+}  // namespace
 
 InstanceLock::InstanceLock(int camera_id)
     : path_(watchpost::RootedPath("/var/run/orva/wpd-" + std::to_string(camera_id) + ".lock")) {}
@@ -23,7 +30,12 @@ bool InstanceLock::Take(std::string& error) {
     error = "cannot open " + path_ + ": " + strerror(errno);
     return false;
   }
-  if (flock(fd_.Get(), LOCK_EX | LOCK_NB) == 0) return true;
+  // Whoever looks whether the daemon runs holds the lock for a moment.
+  for (int tries = 0; tries < kTries; ++tries) {
+    if (flock(fd_.Get(), LOCK_EX | LOCK_NB) == 0) return true;
+    if (errno != EWOULDBLOCK) break;
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
   error = errno == EWOULDBLOCK
               ? "a daemon of this camera is already running (" + path_ + " is locked)"
               : "cannot lock " + path_ + ": " + strerror(errno);

@@ -8,6 +8,12 @@
 #include <utility>
 
 namespace wpd {
+namespace {
+
+std::mutex last_trouble_mutex;
+Trouble last_trouble;  // under it
+
+}  // namespace
 
 void OpenLog(bool foreground) {
   openlog("wpd", LOG_PID | (foreground ? LOG_PERROR : 0), LOG_DAEMON);
@@ -44,11 +50,18 @@ bool SpellState::End() {
 bool Spell::Begin(const std::string& message) {
   if (!state_.Begin()) return false;
   Log("%s", message.c_str());
+  const std::lock_guard lock(last_trouble_mutex);
+  last_trouble = {message, std::time(nullptr)};
   return true;
 }
 
 void Spell::End() {
   if (state_.End()) Log("%s", over_.c_str());
+}
+
+Trouble LastTrouble() {
+  const std::lock_guard lock(last_trouble_mutex);
+  return last_trouble;
 }
 
 }  // namespace wpd

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <chrono>
+#include <ctime>
 #include <mutex>
 #include <string>
 
@@ -13,6 +14,13 @@ void OpenLog(bool foreground);
 /// Writes one line, whatever the arguments hold: control characters are shown as '?'. The format is
 /// a literal; what comes from outside is an argument.
 [[gnu::format(printf, 1, 2)]] void Log(const char* format, ...);
+
+/// The trouble that began last; no text when there was none.
+struct Trouble {
+  std::string text;
+  time_t when = 0;
+};
+Trouble LastTrouble();
 
 /// A spell of trouble, however often it is reported. Thread-safe.
 class SpellState {

@@ -65,9 +65,11 @@ void Recorder::SetRecord(const CameraRecord& record) {
 void Recorder::OnFrame(const Frame& frame) {
   const std::lock_guard lock(mutex_);
   if (closed_) return;
+  ++frames_;
   const RecordingType mode = camera_.GetCurrentSchedule();
   if (recording_ != nullptr && NeedsNewFile(frame, mode)) End();
   const watchpost::MotionResult seen = LookForMotion(frame, mode);
+  level_ = seen.level;
   if (mode == RECORDING_MOTION && seen.motion)
     record_until_ = frame.steady + settings_.motion_after;
   const bool wanted =
@@ -213,6 +215,12 @@ void Recorder::OnConnectionLost() {
   record_until_ = {};
   motion_told_ = false;
   End();
+}
+
+std::optional<Activity> Recorder::Look() {
+  const std::unique_lock lock(mutex_, std::try_to_lock);
+  if (!lock.owns_lock()) return std::nullopt;
+  return Activity{frames_, recording_ == nullptr ? "" : recording_->Path(), level_};
 }
 
 void Recorder::OnTick() {

@@ -8,6 +8,7 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -19,6 +20,7 @@
 #include "recording.h"
 #include "settings.h"
 #include "spacekeeper.h"
+#include "statusfile.h"
 
 namespace wpd {
 
@@ -45,6 +47,9 @@ class Recorder {
 
   /// Ends the present recording: there will be no frames for a while.
   void OnConnectionLost();
+
+  /// What is going on; nothing while a frame is being recorded.
+  std::optional<Activity> Look();
 
   /// Ends a recording whose hour is over, or whose file somebody took away, also when no frame
   /// comes. Called about once a second.
@@ -86,6 +91,8 @@ class Recorder {
   Clock::time_point suspended_until_;   // while the disk takes nothing
   std::chrono::seconds suspension_{0};  // how long the present one lasts, 0 without trouble
   bool closed_ = false;
+  std::uint64_t frames_ = 0;
+  int level_ = 0;
   bool motion_told_ = false;  // the mail of this motion has gone out
   Spell disk_trouble_;
   SpellState failed_mail_;

@@ -2,7 +2,7 @@
 //
 // "[section]" lines, "key=value" lines, comment lines that begin with '#' or ';'. Blanks around
 // names, keys and values are dropped; a value may stand in double quotes. Names are case-sensitive
-// and may hold blanks, colons and asterisks. A file of more than 4 MiB, or anything but a regular
+// and may hold blanks, colons and asterisks. A file of more than 1 MiB, or anything but a regular
 // file, counts as unreadable.
 #pragma once
 

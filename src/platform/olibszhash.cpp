@@ -1,17 +1,15 @@
 #include "platform/olibszhash.h"
 
+#include <map>
 #include <new>
 #include <string>
-#include <unordered_map>
 
 struct OLIBSZHASH {
-  std::unordered_map<std::string, std::string> values;
+  std::map<std::string, std::string> values;
 };
 
-OLIBSZHASH* PshOLIBSzHashAlloc(int capacity) noexcept {
-  auto* hash = new (std::nothrow) OLIBSZHASH;
-  if (hash != nullptr && capacity > 0) hash->values.reserve(static_cast<std::size_t>(capacity));
-  return hash;
+OLIBSZHASH* PshOLIBSzHashAlloc(int /*capacity*/) noexcept {
+  return new (std::nothrow) OLIBSZHASH;
 }
 
 int OLIBSzHashSetValue(OLIBSZHASH** hash, const char* key, const char* value) noexcept {
@@ -24,6 +22,16 @@ const char* SzOLIBSzHashGetValue(const OLIBSZHASH* hash, const char* key) noexce
   if (hash == nullptr || key == nullptr) return nullptr;
   const auto found = hash->values.find(key);
   return found == hash->values.end() ? nullptr : found->second.c_str();
+}
+
+int OLIBSzHashEnumKey(const OLIBSZHASH* hash, OLIBSZLIST** list) noexcept {
+  if (hash == nullptr || list == nullptr || *list == nullptr) return -1;
+  for (const auto& [key, value] : hash->values) (void)OLIBSzListPush(list, key.c_str());
+  return static_cast<int>(hash->values.size());
+}
+
+void PslSzHashRemoveAll(OLIBSZHASH* hash) noexcept {
+  if (hash != nullptr) hash->values.clear();
 }
 
 void OLIBSzHashFree(OLIBSZHASH* hash) noexcept {

@@ -1,4 +1,4 @@
-// Any bytes as a key-value file.
+// Any bytes as a key-value file, and as a list of cameras.
 
 #include <sys/mman.h>
 #include <unistd.h>
@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <string>
 
+#include "net/cameracfg.h"
 #include "platform/olibfile.h"
 #include "platform/unique_fd.h"
 
@@ -19,5 +20,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   (void)OLIBFileGetSection(path.c_str(), "wpd", &hash);
   char value[32];
   (void)OLIBFileGetKeyValue(path.c_str(), "maillang", value, sizeof value, 0);
+  CAMERA_CFG cameras;
+  (void)cameras.CCFGLoad(path.c_str());
   return 0;
 }
