@@ -137,6 +137,10 @@ void PrintReport(const Camera& camera, const StreamReport& report) {
 int Verify(const std::string& which, bool as_json) {
   const std::optional<Camera> camera = FindCamera(which);
   if (!camera) return kFailed;
+  if (camera->GetPath().empty()) {
+    return Failed("camera " + which + " has no path, which this check needs; \"wpctl camera set " +
+                  which + " --path PATH\"");
+  }
   int width = camera->GetImageWidth();
   int height = camera->GetImageHeight();
   const bool any_size = width <= 0 || height <= 0;

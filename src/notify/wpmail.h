@@ -27,7 +27,9 @@ class WATCHPOST_API WPMailSender {
   /// Hands one mail about `camera`, which may be null for the test mail only, to a process that
   /// sends it. `eventTime` points to the time_t and `file` to the NUL-terminated path of a motion
   /// mail, which without either is not sent; other mails ignore them. Returns 0, also when there is
-  /// nothing to send, and -1 when there is no camera or no process could be made.
+  /// nothing to send, and -1 when there is no camera or no process could be made. Of a process with
+  /// many threads, a fork that has taken over a lock which another thread holds is given up after a
+  /// quarter of a second and made again.
   int SendMail(WP_MAIL_TYPE type, Camera* camera, void* eventTime, void* file) noexcept;
 };
 
