@@ -5,6 +5,7 @@
 #include <openssl/evp.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
@@ -84,8 +85,7 @@ void SetSecurity(CURL* curl, const ORVASMTP& smtp) {
   (void)curl_easy_setopt(curl, CURLOPT_PASSWORD, smtp.password == nullptr ? "" : smtp.password);
 }
 
-void SetLimits(CURL* curl, const ORVASMTP& smtp) {
-  const long limit = std::max(smtp.timeout, 1);
+void SetLimits(CURL* curl, long limit) {
   (void)curl_easy_setopt(curl, CURLOPT_NOSIGNAL, 1L);
   (void)curl_easy_setopt(curl, CURLOPT_TIMEOUT, limit);
   (void)curl_easy_setopt(curl, CURLOPT_CONNECTTIMEOUT, std::min<long>(limit, kLongestConnect));
@@ -95,13 +95,13 @@ void SetLimits(CURL* curl, const ORVASMTP& smtp) {
 }
 
 // One attempt. `answer` is the server's last line.
-CURLcode Send(const ORVASMTP& smtp, bool tls_at_once, std::string& answer) {
+CURLcode Send(const ORVASMTP& smtp, bool tls_at_once, long limit, std::string& answer) {
   const CurlPtr handle(curl_easy_init());
   CURL* curl = handle.get();
   if (curl == nullptr) return CURLE_OUT_OF_MEMORY;
   if (!SetServer(curl, smtp, tls_at_once)) return CURLE_URL_MALFORMAT;
   SetSecurity(curl, smtp);
-  SetLimits(curl, smtp);
+  SetLimits(curl, limit);
   ListPtr recipients(curl_slist_append(nullptr, smtp.to));
   if (!IsEmpty(smtp.to2)) (void)curl_slist_append(recipients.get(), smtp.to2);
   (void)curl_easy_setopt(curl, CURLOPT_MAIL_FROM, smtp.from);
@@ -123,8 +123,13 @@ CURLcode Send(const ORVASMTP& smtp, bool tls_at_once, std::string& answer) {
 // STARTTLS; any other port is taken for one that speaks it at once, until it turns out not to.
 CURLcode Deliver(const ORVASMTP& smtp, std::string& answer) {
   const bool at_once = smtp.ssl && smtp.port != kRelayPort && smtp.port != kSubmissionPort;
-  const CURLcode result = Send(smtp, at_once, answer);
-  return at_once && result == CURLE_SSL_CONNECT_ERROR ? Send(smtp, false, answer) : result;
+  const auto deadline =
+      std::chrono::steady_clock::now() + std::chrono::seconds(std::max(smtp.timeout, 1));
+  const CURLcode result = Send(smtp, at_once, std::max(smtp.timeout, 1), answer);
+  if (!at_once || result != CURLE_SSL_CONNECT_ERROR) return result;
+  const auto left =
+      std::chrono::ceil<std::chrono::seconds>(deadline - std::chrono::steady_clock::now());
+  return Send(smtp, false, std::max<long>(left.count(), 1), answer);
 }
 
 int Fail(ORVASMTPErrorCallBack* callback, const std::string& message) {

@@ -10,6 +10,8 @@
 namespace wpctl {
 namespace {
 
+constexpr int kMostDays = 24855;  // in seconds, more than 32 bits hold
+
 bool HasControls(const std::string& text) {
   return std::any_of(
       text.begin(), text.end(), [](unsigned char c) { return c < ' ' || c == 0x7F; });
@@ -111,6 +113,10 @@ bool FillLimits(const CameraForm& form, Camera& camera, std::string& error) {
   }
   if (form.days) {
     if (!ParseLimit(*form.days, "a number of days", limit, error)) return false;
+    if (limit > kMostDays) {
+      error = "a number of days is " + std::to_string(kMostDays) + " at most";
+      return false;
+    }
     camera.EnableRotateByDate(limit > 0);
     if (limit > 0) camera.SetExpireDays(limit);
   }

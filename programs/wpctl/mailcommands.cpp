@@ -139,8 +139,8 @@ std::string CheckForm(const Form& form) {
   }
   if (form.server &&
       (form.server->empty() || form.server->size() > 256 ||
-       form.server->find_first_of(" /@") != std::string::npos || HasControls(*form.server))) {
-    return "a server is a host's name or address, 256 bytes at most";
+       form.server->find_first_of(" /@:") != std::string::npos || HasControls(*form.server))) {
+    return "a server is a host's name or IPv4 address, 256 bytes at most; its port is --port";
   }
   for (const auto& text : {form.user, form.password}) {
     if (text && (text->size() > 128 || HasControls(*text)))
@@ -171,7 +171,7 @@ void FillIn(const Form& form, Notification& notification) {
 int Set(Form form) {
   if (form.password == "-") {
     std::string line;
-    std::getline(std::cin, line);
+    if (!std::getline(std::cin, line)) return WrongUsage("there is no password on standard input");
     form.password = line;
   }
   if (const std::string error = CheckForm(form); !error.empty()) return WrongUsage(error);
@@ -184,6 +184,10 @@ int Set(Form form) {
   }
   if (notification.GetMethod() == NOTIFICATION_SMTP && notification.GetPort() < 1)
     notification.SetPort(kSmtpPort);
+  Settings appliance;
+  if (notification.GetMethod() == NOTIFICATION_SYSTEM_MAIL &&
+      !ReadSettings(notification, appliance))
+    return kFailed;
   if (notification.Save() != 0) return Failed("the database did not take the settings");
   if (notification.GetMethod() == NOTIFICATION_NONE) {
     std::printf("Mails are switched off.\n");

@@ -1,5 +1,6 @@
 // wpctl storage rotate: what a camera's limits let go, now instead of on the next full hour.
 
+#include <unistd.h>
 #include <watchpost/event/rotationplan.h>
 #include <watchpost/event/wprotate.h>
 
@@ -9,6 +10,8 @@
 #include <ctime>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <optional>
+#include <set>
 #include <string>
 
 #include "cameras.h"
@@ -70,7 +73,9 @@ void PrintPlan(const RotationPlan& plan) {
     std::printf("... and %zu more\n", plan.removals.size() - kMostShown);
 }
 
-void PrintPlanJson(const RotationPlan& plan, const Limits& limits) {
+void PrintPlanJson(const RotationPlan& plan,
+                   const Limits& limits,
+                   std::optional<std::size_t> gone) {
   nlohmann::ordered_json removals = nlohmann::ordered_json::array();
   for (const PlannedRemoval& removal : plan.removals) {
     removals.push_back({{"id", removal.event.GetID()},
@@ -79,10 +84,12 @@ void PrintPlanJson(const RotationPlan& plan, const Limits& limits) {
                         {"because_of", WhyOf(removal.rule)},
                         {"path", removal.event.GetPath()}});
   }
-  PrintJson({{"capacity_mib", limits.size},
-             {"days", limits.days},
-             {"total_mib", plan.total},
-             {"removals", removals}});
+  nlohmann::ordered_json json{{"capacity_mib", limits.size},
+                              {"days", limits.days},
+                              {"total_mib", plan.total},
+                              {"removals", removals}};
+  if (gone) json["removed"] = *gone;
+  PrintJson(json);
 }
 
 // What there is and what the limits say of it, in a line or two.
@@ -115,6 +122,35 @@ int Run(Camera& camera, const Limits& limits) {
   return kDone;
 }
 
+// How many of the planned recordings have gone, file and row.
+std::size_t CountGone(const Camera& camera, const Limits& limits, const RotationPlan& plan) {
+  RotationPlan after;
+  if (!watchpost::PlanRotation(camera, limits.size, limits.days, std::time(nullptr), after))
+    return 0;
+  std::set<int> left;
+  for (const PlannedRemoval& removal : after.removals) left.insert(removal.event.GetID());
+  std::size_t gone = 0;
+  for (const PlannedRemoval& removal : plan.removals) {
+    const std::string file = camera.GetStoragePath() + "/" + removal.event.GetPath();
+    if (!left.contains(removal.event.GetID()) && access(file.c_str(), F_OK) != 0) ++gone;
+  }
+  return gone;
+}
+
+void PrintOutcome(const RotationPlan& plan, std::optional<std::size_t> gone) {
+  if (plan.removals.empty()) {
+    std::printf(plan.excess > 0 ? "Nothing can go: what exceeds the limit is archived or being "
+                                  "written.\n"
+                                : "Nothing has to go.\n");
+  } else if (!gone) {
+    std::printf("A rotation would remove %zu recordings of %s MiB.\n",
+                plan.removals.size(),
+                InMiB(SizeOf(plan)).c_str());
+  } else {
+    std::printf("Removed %zu recordings.\n", *gone);
+  }
+}
+
 int Rotate(const std::string& which, bool dry_run, bool as_json) {
   std::optional<Camera> camera = FindCamera(which);
   if (!camera) return kFailed;
@@ -126,27 +162,24 @@ int Rotate(const std::string& which, bool dry_run, bool as_json) {
   RotationPlan plan;
   if (!watchpost::PlanRotation(*camera, limits.size, limits.days, std::time(nullptr), plan))
     return Failed("the database could not be read; the system log says why");
-  if (as_json) {
-    PrintPlanJson(plan, limits);
-  } else {
-    PrintReason(*camera, limits, plan);
-  }
+  if (!as_json) PrintReason(*camera, limits, plan);
   if (dry_run && !as_json && !plan.removals.empty()) PrintPlan(plan);
-  if (!dry_run && !plan.removals.empty()) {
-    if (const int status = Run(*camera, limits); status != kDone) return status;
+  std::optional<std::size_t> gone;
+  if (!dry_run) {
+    if (!plan.removals.empty()) {
+      if (const int status = Run(*camera, limits); status != kDone) return status;
+    }
+    gone = CountGone(*camera, limits, plan);
   }
-  if (as_json) return kDone;
-  if (plan.removals.empty()) {
-    std::printf(plan.excess > 0 ? "Nothing can go: what exceeds the limit is archived or being "
-                                  "written.\n"
-                                : "Nothing has to go.\n");
+  if (as_json) {
+    PrintPlanJson(plan, limits, gone);
   } else {
-    std::printf("%s %zu recordings of %s MiB.\n",
-                dry_run ? "A rotation would remove" : "Removed",
-                plan.removals.size(),
-                InMiB(SizeOf(plan)).c_str());
+    PrintOutcome(plan, gone);
   }
-  return kDone;
+  if (!gone || *gone == plan.removals.size()) return kDone;
+  return Failed(
+      std::to_string(plan.removals.size() - *gone) +
+      " recordings could not be removed, file and row; \"wpctl storage check\" shows them");
 }
 
 }  // namespace

@@ -99,7 +99,7 @@ bool CameraStream::Start() {
       epoll_ctl(interrupt_.Get(), EPOLL_CTL_ADD, deadline_.Get(), &readable) != 0) {
     return false;
   }
-  thread_ = std::thread([this] { Run(); });
+  thread_.Start([this] { Run(); });
   return true;
 }
 
@@ -111,13 +111,12 @@ void CameraStream::SetCamera(const Camera& camera) {
 }
 
 bool CameraStream::Stop(std::chrono::milliseconds limit) {
-  std::unique_lock lock(mutex_);
-  stopped_ = true;
+  {
+    const std::lock_guard lock(mutex_);
+    stopped_ = true;
+  }
   (void)eventfd_write(wake_.Get(), 1);  // fails only when it is readable anyhow
-  if (!end_.wait_for(lock, limit, [this] { return ended_; })) return false;
-  lock.unlock();
-  thread_.join();
-  return true;
+  return thread_.Join(limit);
 }
 
 // Copies the settings for the next connection; false when the daemon stops.
@@ -142,9 +141,6 @@ void CameraStream::Run() {
     if (outcome == Outcome::kChanged) was_connected_ = false;  // the new address is told
     if (outcome == Outcome::kLost) Sleep(pause_);
   }
-  const std::lock_guard lock(mutex_);
-  ended_ = true;
-  end_.notify_all();
 }
 
 CameraStream::Outcome CameraStream::FollowStream(const Camera& camera) {

@@ -5,13 +5,12 @@
 #include <watchpost/platform/unique_fd.h>
 
 #include <chrono>
-#include <condition_variable>
 #include <cstdint>
 #include <mutex>
 #include <string>
-#include <thread>
 #include <vector>
 
+#include "boundedthread.h"
 #include "livering.h"
 #include "log.h"
 #include "mailer.h"
@@ -74,8 +73,6 @@ class CameraStream {
   Camera camera_;
   bool changed_ = false;
   bool stopped_ = false;
-  bool ended_ = false;  // the thread is about to return
-  std::condition_variable end_;
   // Of the thread alone:
   Clock::time_point deadline_set_;
   Clock::time_point delivering_since_;
@@ -86,7 +83,7 @@ class CameraStream {
   Spell lost_;
   SpellState lost_mail_;
   Spell no_pictures_;
-  std::thread thread_;
+  BoundedThread thread_;
 };
 
 }  // namespace wpd

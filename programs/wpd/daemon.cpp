@@ -137,7 +137,8 @@ class Daemon {
     ring_.Remove();
     const bool recording_ended = recorder_.Close(kFrameEnds);
     const bool synced = sync_.Stop(kSyncEnds);
-    const bool rotated = rotation_.Stop(kRotationEnds) && space_.Stop(kRotationEnds);
+    const bool rotated = rotation_.Stop(kRotationEnds);
+    const bool kept_free = space_.Stop(kRotationEnds);
     const bool mailed = mailer_.Stop(kMailsEnd);
     rows_.Report(DAEMON_STATUS_STOPPED);
     const bool rows_written = rows_.Flush(kRowsEnd);
@@ -148,7 +149,8 @@ class Daemon {
     }
     Log("camera %d (%s): daemon ends", camera_.GetId(), camera_.GetName().c_str());
     // A thread that still hangs somewhere must not be waited for, nor find its objects gone.
-    if (!fetch_ended || !recording_ended || !synced || !rotated || !mailed || !rows_written)
+    if (!fetch_ended || !recording_ended || !synced || !rotated || !kept_free || !mailed ||
+        !rows_written)
       _exit(status);
   }
 

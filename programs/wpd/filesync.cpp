@@ -17,7 +17,7 @@ void Sync(const std::string& path) {
 }  // namespace
 
 void FileSync::Start() {
-  thread_ = std::thread([this] { Run(); });
+  thread_.Start([this] { Run(); });
 }
 
 void FileSync::Follow(const std::string& path) {
@@ -35,13 +35,12 @@ void FileSync::Release(const std::string& path) {
 }
 
 bool FileSync::Stop(std::chrono::milliseconds limit) {
-  std::unique_lock lock(mutex_);
-  stop_ = true;
+  {
+    const std::lock_guard lock(mutex_);
+    stop_ = true;
+  }
   wake_.notify_one();
-  if (!end_.wait_for(lock, limit, [this] { return ended_; })) return false;
-  lock.unlock();
-  thread_.join();
-  return true;
+  return thread_.Join(limit);
 }
 
 void FileSync::Run() {
@@ -55,8 +54,6 @@ void FileSync::Run() {
     for (const std::string& path : paths) Sync(path);
     lock.lock();
   }
-  ended_ = true;
-  end_.notify_all();
 }
 
 }  // namespace wpd

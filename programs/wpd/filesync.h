@@ -7,7 +7,8 @@
 #include <mutex>
 #include <set>
 #include <string>
-#include <thread>
+
+#include "boundedthread.h"
 
 namespace wpd {
 
@@ -39,12 +40,10 @@ class FileSync {
   const std::chrono::seconds interval_;
   std::mutex mutex_;  // guards all below
   std::condition_variable wake_;
-  std::condition_variable end_;
   std::set<std::string> open_;
   std::set<std::string> finished_;
   bool stop_ = false;
-  bool ended_ = false;
-  std::thread thread_;
+  BoundedThread thread_;
 };
 
 }  // namespace wpd

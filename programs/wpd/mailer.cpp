@@ -12,7 +12,7 @@ constexpr std::size_t kMostWaiting = 64;
 }  // namespace
 
 void Mailer::Start() {
-  thread_ = std::thread([this] { Run(); });
+  thread_.Start([this] { Run(); });
 }
 
 void Mailer::Post(WP_MAIL_TYPE type, const Camera& camera, time_t when, const std::string& file) {
@@ -25,13 +25,12 @@ void Mailer::Post(WP_MAIL_TYPE type, const Camera& camera, time_t when, const st
 }
 
 bool Mailer::Stop(std::chrono::milliseconds limit) {
-  std::unique_lock lock(mutex_);
-  stop_ = true;
+  {
+    const std::lock_guard lock(mutex_);
+    stop_ = true;
+  }
   wake_.notify_one();
-  if (!end_.wait_for(lock, limit, [this] { return ended_; })) return false;
-  lock.unlock();
-  thread_.join();
-  return true;
+  return thread_.Join(limit);
 }
 
 void Mailer::Run() {
@@ -46,8 +45,6 @@ void Mailer::Run() {
       Log("camera %d: a mail could not be sent: no process for it", mail.camera.GetId());
     lock.lock();
   }
-  ended_ = true;
-  end_.notify_all();
 }
 
 }  // namespace wpd

@@ -11,7 +11,8 @@
 #include <deque>
 #include <mutex>
 #include <string>
-#include <thread>
+
+#include "boundedthread.h"
 
 namespace wpd {
 
@@ -46,11 +47,9 @@ class Mailer {
 
   std::mutex mutex_;  // guards all below
   std::condition_variable wake_;
-  std::condition_variable end_;
   std::deque<Mail> waiting_;
   bool stop_ = false;
-  bool ended_ = false;
-  std::thread thread_;
+  BoundedThread thread_;
 };
 
 }  // namespace wpd

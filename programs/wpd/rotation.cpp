@@ -20,7 +20,7 @@ bool IsRotated(const Camera& camera) {
 }
 
 void Rotation::Start() {
-  thread_ = std::thread([this] { Run(); });
+  thread_.Start([this] { Run(); });
 }
 
 void Rotation::SetCamera(const Camera& camera) {
@@ -44,17 +44,15 @@ void Rotation::OnTick() {
 bool Rotation::Stop(std::chrono::milliseconds limit) {
   constexpr std::chrono::milliseconds kSlice{10};
   const auto deadline = std::chrono::steady_clock::now() + limit;
-  std::unique_lock lock(mutex_);
-  stop_ = true;
-  while (!ended_) {
-    if (std::chrono::steady_clock::now() > deadline) return false;
-    lock.unlock();
-    OnTick();
-    lock.lock();
-    (void)end_.wait_for(lock, kSlice, [this] { return ended_; });  // the loop asks
+  {
+    const std::lock_guard lock(mutex_);
+    stop_ = true;
   }
-  lock.unlock();
-  thread_.join();
+  OnTick();
+  while (!thread_.Join(kSlice)) {
+    if (std::chrono::steady_clock::now() > deadline) return false;
+    OnTick();
+  }
   return true;
 }
 
@@ -75,8 +73,6 @@ void Rotation::Run() {
         camera.GetId());
     wake_.wait(lock, [this] { return stop_ || changed_; });
   }
-  ended_ = true;
-  end_.notify_all();
 }
 
 }  // namespace wpd

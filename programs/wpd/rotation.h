@@ -8,7 +8,8 @@
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
-#include <thread>
+
+#include "boundedthread.h"
 
 namespace wpd {
 
@@ -43,12 +44,10 @@ class Rotation {
   RotateClient client_;
   std::mutex mutex_;  // guards all below
   std::condition_variable wake_;
-  std::condition_variable end_;
   Camera camera_;
   bool changed_ = false;
   bool stop_ = false;
-  bool ended_ = false;
-  std::thread thread_;
+  BoundedThread thread_;
 };
 
 }  // namespace wpd

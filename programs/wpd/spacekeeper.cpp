@@ -1,6 +1,7 @@
 #include "spacekeeper.h"
 
 #include <sys/statvfs.h>
+#include <unistd.h>
 #include <watchpost/event/wprotate.h>
 #include <watchpost/foundation/utils.h>
 #include <watchpost/foundation/wpdb.h>
@@ -8,6 +9,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <optional>
 #include <string>
 
 #include "rotation.h"
@@ -29,21 +31,38 @@ std::uint64_t FloorOf(const std::string& folder, std::uint64_t wanted) {
   return std::min(wanted, size / kLargestShare);
 }
 
-// How many of the camera's recordings ended in the same second as the one that may go first.
-int CountOldest(int camera_id) {
-  const std::string mine =
-      " FROM event WHERE camera_id=" + std::to_string(camera_id) + " AND archived=false";
+// What may go next: the camera's recordings up to a second of their end.
+struct Oldest {
+  long stop = 0;     // that second
+  int rows = 0;      // of recordings up to it
+  std::string file;  // one of them
+};
+
+// Nothing unless one of the oldest files is there: without any, a disk may be missing, and removing
+// rows would make no room.
+std::optional<Oldest> FindOldest(const Camera& camera) {
   DBResult* result = nullptr;
-  if (WPDBExecute("SELECT count(*)" + mine + " AND stop_time=(SELECT min(stop_time)" + mine + ")",
-                  &result) != 0) {
-    return 0;
+  if (WPDBExecute(
+          "SELECT stop_time,path FROM event WHERE camera_id=" + std::to_string(camera.GetId()) +
+              " AND archived=false ORDER BY stop_time LIMIT 1000",
+          &result) != 0) {
+    return std::nullopt;
   }
-  auto row = static_cast<unsigned int>(-1);
-  const char* text =
-      ORVADBFetchRow(result, &row) == 0 ? ORVADBFetchField(result, row, "count") : nullptr;
-  const int count = text == nullptr ? 0 : std::atoi(text);
+  Oldest oldest;
+  for (auto row = static_cast<unsigned int>(-1); ORVADBFetchRow(result, &row) == 0;) {
+    const char* stop_text = ORVADBFetchField(result, row, "stop_time");
+    const char* path = ORVADBFetchField(result, row, "path");
+    const long stop = stop_text == nullptr ? 0 : std::atol(stop_text);
+    if (!oldest.file.empty() && stop != oldest.stop) break;
+    ++oldest.rows;
+    const std::string file = camera.GetStoragePath() + "/" + (path == nullptr ? "" : path);
+    if (!oldest.file.empty() || stop <= 0 || access(file.c_str(), F_OK) != 0) continue;
+    oldest.stop = stop;
+    oldest.file = file;
+  }
   ORVADBFreeResult(result);
-  return count;
+  if (oldest.file.empty()) return std::nullopt;
+  return oldest;
 }
 
 }  // namespace
@@ -63,7 +82,7 @@ SpaceKeeper::SpaceKeeper(const Settings& settings, const Camera& camera, Mailer&
       camera_(camera) {}
 
 void SpaceKeeper::Start() {
-  thread_ = std::thread([this] { Run(); });
+  thread_.Start([this] { Run(); });
 }
 
 void SpaceKeeper::SetCamera(const Camera& camera) {
@@ -80,13 +99,12 @@ void SpaceKeeper::Look() {
 }
 
 bool SpaceKeeper::Stop(std::chrono::milliseconds limit) {
-  std::unique_lock lock(mutex_);
-  stop_ = true;
+  {
+    const std::lock_guard lock(mutex_);
+    stop_ = true;
+  }
   wake_.notify_one();
-  if (!end_.wait_for(lock, limit, [this] { return ended_; })) return false;
-  lock.unlock();
-  thread_.join();
-  return true;
+  return thread_.Join(limit);
 }
 
 bool SpaceKeeper::IsStopped() {
@@ -106,8 +124,6 @@ void SpaceKeeper::Run() {
   }
   Camera camera = camera_;
   TellRemoved(camera, true);
-  ended_ = true;
-  end_.notify_all();
 }
 
 void SpaceKeeper::KeepFree(Camera& camera) {
@@ -122,7 +138,7 @@ void SpaceKeeper::KeepFree(Camera& camera) {
   }
   full_.Begin("camera " + std::to_string(camera.GetId()) + " (" + camera.GetName() +
               "): its disk is nearly full, " +
-              (IsRotated(camera) ? "and it has no recording left to remove"
+              (IsRotated(camera) ? "and it has no recording left that can be removed"
                                  : "and it has no limit that would let old recordings go"));
   if (told_.Begin()) mailer_.Post(WP_MAIL_RECORDING_FAILED, camera);
 }
@@ -141,15 +157,20 @@ void SpaceKeeper::TellRemoved(Camera& camera, bool now) {
 }
 
 // Returns how many recordings have gone. They go by whole seconds of their end: removing takes the
-// rows of the last second whole, and no file is to stay without its row.
+// rows of the last second whole, and no file is to stay without its row. Ends when it gets nowhere.
 int SpaceKeeper::RemoveOldest(Camera& camera, std::uint64_t floor) {
   WPRotate rotate(&camera);
   int total = 0;
+  long last = 0;
   while (!IsStopped() && FreeBytes(camera.GetStoragePath()) < floor) {
+    const std::optional<Oldest> oldest = FindOldest(camera);
+    if (!oldest || oldest->stop == last || access(camera.GetStoragePath().c_str(), W_OK) != 0)
+      break;
+    last = oldest->stop;
     int removed = 0;
     (void)rotate.RemoveFileBySizeWithUpperbound(
-        kAnySize, CountOldest(camera.GetId()), removed);  // free space tells how far it got
-    if (removed == 0) break;
+        kAnySize, oldest->rows, removed);  // free space tells how far it got
+    if (removed == 0 || access(oldest->file.c_str(), F_OK) == 0) break;
     total += removed;
   }
   return total;

@@ -8,8 +8,8 @@
 #include <condition_variable>
 #include <cstdint>
 #include <mutex>
-#include <thread>
 
+#include "boundedthread.h"
 #include "log.h"
 #include "mailer.h"
 #include "settings.h"
@@ -55,12 +55,10 @@ class SpaceKeeper {
   std::chrono::steady_clock::time_point next_tell_;
   std::mutex mutex_;  // guards all below
   std::condition_variable wake_;
-  std::condition_variable end_;
   Camera camera_;
   bool look_ = false;
   bool stop_ = false;
-  bool ended_ = false;
-  std::thread thread_;
+  BoundedThread thread_;
 };
 
 }  // namespace wpd

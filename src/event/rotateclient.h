@@ -28,10 +28,13 @@ class WATCHPOST_API RotateClient {
   /// Returns 0.
   int Terminate() noexcept;
 
+  /// Whether this is the hour `slot`, which then becomes the next one. Otherwise a line goes to the
+  /// log. A step of DoRotate.
+  bool IsCorrectMoment(int& slot) noexcept;
+
  private:
   bool Enter() noexcept;
   int WaitForHour();
-  bool IsCorrectMoment(int& slot) noexcept;
 
   pthread_mutex_t mutex_;
   pthread_cond_t wake_;

@@ -55,7 +55,7 @@ bool PlanRotation(
     if (by_size) {
       bytes += event.GetSize();
       last = event.GetStopTime();
-    } else if (event.GetStopTime() > plan.cutoff) {
+    } else if (plan.cutoff == 0 || event.GetStopTime() > plan.cutoff) {
       break;
     }
     plan.removals.push_back({event, by_size ? RotationRule::kSize : RotationRule::kDays});

@@ -174,7 +174,6 @@ int WPRotate::RemoveFilesFromDBBySize(double excessMB) noexcept {
     total += count;
     if (removed <= 0) break;
     remaining -= removed;
-    PauseWhenStalled();
     if (CheckBreakPoint()) return -1;
   }
   // Also when nothing could be removed: archived recordings alone may exceed the limit.
@@ -242,6 +241,8 @@ int WPRotate::RemoveFileByDateWithUpperbound(long cutoff,
   }
   removedCount = oldest.Removed();
   RemoveRows(oldest.LastStop());
+  // Rows without a stop time are never removed by it, and would be found again at once.
+  if (oldest.Removed() > 0 && oldest.LastStop() == 0) stalled_ = true;
   return ORVADBNumRows(result.get()) == upperbound ? 1 : 0;
 }
 

@@ -39,7 +39,7 @@ using watchpost::MailResult;
 constexpr char kLogSource[] = "wpmail";
 constexpr int kHashSize = 512;
 // Waiting longer than every limit on the way together means that something hangs for good.
-constexpr unsigned int kLongestLife = 120;
+constexpr unsigned int kLongestLife = 180;
 constexpr suseconds_t kLongestProof = 250000;
 constexpr int kMostForks = 8;
 

@@ -1,6 +1,6 @@
 // Mails about camera events. Thread-safe; nobody waits for the mail server.
 //
-// A mail is sent by a process of its own, forked twice, which has two minutes. What goes wrong
+// A mail is sent by a process of its own, forked twice, which has three minutes. What goes wrong
 // there is told in the system log and in the appliance's event log.
 #pragma once
 

@@ -111,6 +111,10 @@ TEST_F(SmallDisk, KeepsTheNewestAndNeverFills) {
   const Simulator camera({"--frames", pictures_.Path(), "--fps", "50"});
   const std::string id = AddCamera("Porch", camera.Url());
   ASSERT_EQ(Ctl({"camera", "set", id, "--capacity", "1000"}).status, 0);
+  // A row that no rotation can remove by its time must not stop it.
+  Psql("surveillance",
+       "INSERT INTO event (camera_id, start_time, stop_time, path, filesize, framecount, archived) "
+       "VALUES (1, 0, 0, 'ghost.avi', 1, 1, false)");
   const auto daemon = StartDaemon(id);
   ASSERT_TRUE(EventuallyFrames(id, 5));
   const std::string kept = std::to_string(Rows(id)[1]["id"].get<int>());

@@ -268,6 +268,9 @@ TEST_F(Rotate, WaitsIdlyForAFolderUntilItIsStopped) {
             std::string::npos);
   EXPECT_LE(log.Lines(), 4);
   EXPECT_LT(ProcessorSeconds() - before, 0.5);
+  rotate.SetRotateStatus(true);
+  EXPECT_EQ(rotate.RemoveFilesFromDBBySize(50), 0) << "ends, a MiB a pass";
+  rotate.SetRotateStatus(false);
 }
 
 // A program with a clock of its own, which is set while it waits for the hour.
