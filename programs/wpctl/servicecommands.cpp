@@ -64,14 +64,19 @@ std::optional<CameraStatus> Reported(int camera_id) {
 // now be a stranger's.
 bool HasDied(int camera_id) {
   const std::optional<CameraStatus> reported = Reported(camera_id);
-  return reported && reported->status != DAEMON_STATUS_STOPPED &&
-         reported->status != DAEMON_STATUS_UNKNOWN && !RunningDaemon(camera_id);
+  const bool wanted = reported && (reported->status == DAEMON_STATUS_RUNNING ||
+                                   reported->status == DAEMON_STATUS_STARTING);
+  return wanted && !RunningDaemon(camera_id);
 }
 
+// Not one that a daemon has written meanwhile, which another controller may have started.
 void DropStaleRow(int camera_id) {
-  if (!HasDied(camera_id)) return;
+  const std::optional<CameraStatus> reported = Reported(camera_id);
+  if (!reported || !HasDied(camera_id)) return;
   (void)WPDBExecute(std::string("DELETE FROM ") + gszTableStatus +
-                    " WHERE cameraid = " + std::to_string(camera_id));  // what stays is found again
+                    " WHERE cameraid = " + std::to_string(camera_id) +
+                    " AND pid = " + std::to_string(reported->pid) + " AND updatetime = " +
+                    std::to_string(reported->update_time));  // what stays is found again
 }
 
 // Calls `act` for each camera, several side by side; the number of those for which it failed.
@@ -157,7 +162,7 @@ const char* StateName(int camera_id, const std::optional<CameraStatus>& reported
     case DAEMON_STATUS_RUNNING:
       return "running";
     case DAEMON_STATUS_STOPPING:
-      return "stopping";
+      return RunningDaemon(camera_id) ? "stopping" : "stopped";
     case DAEMON_STATUS_STOPPED:
       return "stopped";
     default:
