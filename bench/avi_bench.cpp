@@ -5,7 +5,7 @@
 #include <sys/uio.h>
 #include <unistd.h>
 #include <watchpost/media/mje.h>
-#include <watchpost/platform/unique_fd.h>
+#include <watchpost/base/uniquefd.h>
 
 #include <chrono>
 #include <cstdlib>

@@ -2,7 +2,7 @@
 
 #include <benchmark/benchmark.h>
 #include <libpq-fe.h>
-#include <watchpost/foundation/wpdb.h>
+#include <watchpost/database/wpdb.h>
 
 #include "ratios.h"
 

@@ -3,8 +3,8 @@
 
 #include <benchmark/benchmark.h>
 #include <libpq-fe.h>
+#include <watchpost/database/wpdb.h>
 #include <watchpost/event/eventutils.h>
-#include <watchpost/foundation/wpdb.h>
 
 #include <cstdio>
 #include <string>
@@ -58,7 +58,7 @@ void RegisterCount(const std::string& name, int camera, int from, int until, EVE
     }
   })->UseRealTime();
   benchmark::RegisterBenchmark((name + "/bare").c_str(), Bare, sql)->UseRealTime();
-  // The plan, as the server tells it.
+  // The plan, as the server reports it.
   DBResult* result = nullptr;
   if (WPDBExecute("EXPLAIN " + sql, &result) != 0) return;
   std::string plan;

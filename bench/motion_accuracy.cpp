@@ -1,5 +1,5 @@
-// How well motion is told from what is none: precision and recall of the levels of camsim's scenes
-// against the truth that the scenes know, as the table of docs/motion.md.
+// How well motion is distinguished from what is none: precision and recall of the levels of
+// camsim's scenes against the truth that the scenes know, as the table of docs/motion.md.
 
 #include <watchpost/motion/motionsequence.h>
 
@@ -18,12 +18,12 @@ constexpr std::array kSensitivities{70, 90, 98};
 constexpr int kSecondsAfter = 5;
 
 struct Score {
-  int right = 0;   // frames with motion that were told
-  int wrong = 0;   // frames without that were told
+  int right = 0;   // frames with motion that were found
+  int wrong = 0;   // frames without that were reported as motion
   int missed = 0;  // frames with motion that were not
   int highest_still = 0;
   int events = 0;      // crossings
-  int events_hit = 0;  // crossings of which a frame was told
+  int events_hit = 0;  // crossings of which a frame was found
   int recorded = 0;    // seconds that would have been recorded, 5 s after motion included
 };
 
@@ -39,7 +39,7 @@ Score Measure(const camsim::SceneOptions& scene,
   int recorded_frames = 0;
   for (int i = 0; i < kFrames; ++i) {
     const camsim::Jpeg& frame = frames[static_cast<std::size_t>(i)];
-    const auto result = motion.Look(frame.data(), static_cast<int>(frame.size()));
+    const auto result = motion.Compare(frame.data(), static_cast<int>(frame.size()));
     const bool moves = camsim::HasMotion(scene, static_cast<std::uint64_t>(i));
     if (moves && !was_moving) {
       ++score.events;

@@ -2,7 +2,7 @@
 // picture, or decoding it to grey and differencing pixels.
 
 #include <benchmark/benchmark.h>
-#include <watchpost/motion/jpegmemsrc.h>
+#include <watchpost/media/jpegmemsrc.h>
 #include <watchpost/motion/motionsequence.h>
 
 #include <cstdio>
@@ -86,7 +86,7 @@ void Sequence(benchmark::State& state, Size size, bool fast) {
   std::size_t i = 0;
   for ([[maybe_unused]] const auto _ : state) {
     const camsim::Jpeg& picture = pictures[i++ % pictures.size()];
-    benchmark::DoNotOptimize(motion.Look(picture.data(), static_cast<int>(picture.size())));
+    benchmark::DoNotOptimize(motion.Compare(picture.data(), static_cast<int>(picture.size())));
   }
 }
 
@@ -158,7 +158,7 @@ void MeasureMemory(int pictures) {
         for (int k = 0; k < 20; ++k)
           picture[random() % picture.size()] = static_cast<unsigned char>(random());
     }
-    (void)motion.Look(picture.data(), static_cast<int>(picture.size()));
+    (void)motion.Compare(picture.data(), static_cast<int>(picture.size()));
     if (i == pictures / 10) early = ResidentKib();
   }
   std::printf(

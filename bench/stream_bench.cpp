@@ -6,7 +6,7 @@
 #include <netinet/in.h>
 #include <sys/socket.h>
 #include <watchpost/net/multipartfetch.h>
-#include <watchpost/platform/unique_fd.h>
+#include <watchpost/base/uniquefd.h>
 
 #include <cstring>
 #include <string>

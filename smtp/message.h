@@ -1,4 +1,4 @@
-// A mail as it goes over the line (RFC 5322). Reentrant.
+// A mail as it goes over the line (RFC 5322).
 #pragma once
 
 #include <string>

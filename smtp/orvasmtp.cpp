@@ -12,7 +12,7 @@
 #include <string>
 
 #include "message.h"
-#include "platform/export.h"
+#include "base/export.h"
 
 namespace {
 

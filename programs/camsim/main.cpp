@@ -34,7 +34,7 @@ void Describe(CLI::App& app, Options& options) {
       ->capture_default_str();
   app.add_option("--scene",
                  options.scene_name,
-                 "What is drawn; each picture tells in a comment whether something moves")
+                 "What is drawn; each frame says in a comment whether something moves")
       ->check(CLI::IsMember(camsim::kSceneNames))
       ->capture_default_str();
   app.add_option("-q,--quality", options.scene.quality, "JPEG quality of the drawn scene")

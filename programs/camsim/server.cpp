@@ -4,7 +4,7 @@
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <sys/socket.h>
-#include <watchpost/foundation/utils.h>
+#include <watchpost/base/utils.h>
 
 #include <cstdlib>
 
@@ -39,7 +39,7 @@ int Server::Listen() {
   listener_.Reset(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
   const int on = 1;
   (void)setsockopt(
-      listener_.Get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);  // bind tells when it matters
+      listener_.Get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);  // bind shows when it matters
   sockaddr_in address{};
   address.sin_family = AF_INET;
   address.sin_port = htons(static_cast<std::uint16_t>(options_.port));

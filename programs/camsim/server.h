@@ -1,7 +1,7 @@
 // The simulated camera's web server: a thread for each connection. Thread-safe.
 #pragma once
 
-#include <watchpost/platform/unique_fd.h>
+#include <watchpost/base/uniquefd.h>
 #include <list>
 #include <memory>
 #include <mutex>

@@ -5,6 +5,7 @@
 #include <watchpost/event/eventutils.h>
 #include <watchpost/net/cameraverify.h>
 #include <watchpost/notify/wpmail.h>
+#include <watchpost/base/paths.h>
 #include <watchpost/platform/orvaserviceinfo.h>
 
 #include <CLI/CLI.hpp>
@@ -31,7 +32,6 @@
 namespace wpctl {
 namespace {
 
-constexpr int kRecordingService = 9;
 constexpr std::size_t kLongestFolder = 256;
 constexpr char kNoService[] =
     "the service's folder is not known: set volume and path in section [service 9] of "
@@ -96,7 +96,7 @@ nlohmann::ordered_json ToJson(const Camera& camera) {
 // The folder that the service keeps for a camera of that name.
 bool ChooseFolder(Camera& camera, std::string& error) {
   ORVA_SERVICE_INFO info{};
-  if (ORVAServiceInfoGet(kRecordingService, &info) <= 0) {
+  if (ORVAServiceInfoGet(watchpost::kRecordingService, &info) <= 0) {
     error = std::string(kNoService) + "; or give --folder";
     return false;
   }
@@ -115,7 +115,7 @@ bool Overlap(const std::string& a, const std::string& b) {
 bool IsOwnFolder(const Camera& camera, std::string& error) {
   const std::string folder = camera.GetStoragePath();
   ORVA_SERVICE_INFO info{};
-  const bool known = ORVAServiceInfoGet(kRecordingService, &info) > 0;
+  const bool known = ORVAServiceInfoGet(watchpost::kRecordingService, &info) > 0;
   if (folder == "/" || (known && (std::string(info.path) + "/").starts_with(folder + "/"))) {
     error = folder + " holds more than one camera's recordings; give a folder of its own";
     return false;
@@ -304,7 +304,7 @@ int Set(const std::string& which, const CameraForm& form) {
   if (camera->Update() != 0) return Failed("the database did not take the change");
   std::printf("Camera %d changed%s.\n",
               camera->GetId(),
-              TellDaemon(camera->GetId()) ? "; its daemon takes the change over" : "");
+              NotifyDaemon(camera->GetId()) ? "; its daemon takes the change over" : "");
   return kDone;
 }
 
@@ -318,7 +318,7 @@ int Remove(const std::string& which, bool yes) {
                   std::to_string(camera->GetId()));
   }
   ORVA_SERVICE_INFO info{};
-  if (ORVAServiceInfoGet(kRecordingService, &info) <= 0) return Failed(kNoService);
+  if (ORVAServiceInfoGet(watchpost::kRecordingService, &info) <= 0) return Failed(kNoService);
   const int recordings = GetEventCount(camera->GetId(), 0, 0, EVENT_CAUSE_ANY);
   if (!yes && !Confirm("Remove camera " + title + " with its " + std::to_string(recordings) +
                        " recordings in " + camera->GetStoragePath() + "?")) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <watchpost/camera/camera.h>
+#include <watchpost/service/daemonstate.h>
 
 #include <list>
 #include <optional>
@@ -16,13 +17,10 @@ bool RequireDatabase();
 /// is none.
 std::optional<Camera> FindCamera(const std::string& id_or_name);
 
-/// Process id of the camera's daemon; nothing while none holds the camera's lock.
-std::optional<int> RunningDaemon(int camera_id);
+using watchpost::NotifyDaemon;
+using watchpost::RunningDaemon;
 
 /// Whether the camera's daemon keeps live pictures; prints what to do when it does not.
 bool RequireLivePictures(const Camera& camera);
-
-/// Makes a running daemon take over the camera's changed record. Returns whether there is one.
-bool TellDaemon(int camera_id);
 
 }  // namespace wpctl

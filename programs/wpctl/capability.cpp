@@ -1,6 +1,6 @@
 #include "capability.h"
 
-#include <watchpost/platform/rootedpath.h>
+#include <watchpost/base/paths.h>
 
 #include "report.h"
 

@@ -1,7 +1,7 @@
 // The capability file of this system, "/usr/orva/etc/cameras.conf".
 #pragma once
 
-#include <watchpost/net/cameracfg.h>
+#include <watchpost/camera/cameracfg.h>
 
 #include <optional>
 #include <string>

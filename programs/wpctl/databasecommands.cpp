@@ -1,7 +1,8 @@
 // wpctl db: provisioning the database.
 
 #include <libpq-fe.h>
-#include <watchpost/foundation/wpdb.h>
+#include <watchpost/database/health.h>
+#include <watchpost/database/wpdb.h>
 
 #include <CLI/CLI.hpp>
 #include <cstdio>
@@ -18,11 +19,11 @@ namespace wpctl {
 namespace {
 
 constexpr char kSchemaName[] = "watchpost schema ";
-constexpr int kSchemaVersion = 1;
 
 struct ConnectionDeleter {
   void operator()(PGconn* conn) const noexcept { PQfinish(conn); }
 };
+using watchpost::kSchemaVersion;
 using ConnectionPtr = std::unique_ptr<PGconn, ConnectionDeleter>;
 
 struct ResultDeleter {
@@ -141,9 +142,7 @@ int InitDatabase() {
   if (!database.IsConnected()) return Failed(database.Error());
   if (!ProvisionSchema(database, error)) return Failed(error);
 
-  pg_conn* conn = WPDBConnect();
-  WPDBClose(conn);
-  if (conn == nullptr) {
+  if (!watchpost::DatabaseAnswers()) {
     return Failed(std::string("all is in place, but role \"") + gszDBUser +
                   "\" cannot connect to " + gszDBHost +
                   " over TCP: see listen_addresses, pg_hba.conf and PGPORT");

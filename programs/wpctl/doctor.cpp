@@ -2,11 +2,12 @@
 
 #include <sys/statvfs.h>
 #include <unistd.h>
-#include <watchpost/camera/notification.h>
-#include <watchpost/foundation/wpdb.h>
+#include <watchpost/notify/notification.h>
+#include <watchpost/database/health.h>
+#include <watchpost/database/wpdb.h>
 #include <watchpost/notify/maildelivery.h>
 #include <watchpost/platform/orvaserviceinfo.h>
-#include <watchpost/platform/rootedpath.h>
+#include <watchpost/base/paths.h>
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
@@ -28,7 +29,6 @@
 namespace wpctl {
 namespace {
 
-constexpr int kRecordingService = 9;
 constexpr int kMostRings = 16;  // the kernel limits that a ring sets leave room for so many sets
 constexpr long kOldestClock = 1767225600;  // 2026-01-01: before it the clock was never set
 constexpr std::uint64_t kLittleSpace = 1ULL << 30;
@@ -44,21 +44,9 @@ void Add(Findings& findings, Finding::Grade grade, std::string what, std::string
   findings.push_back({grade, std::move(what), std::move(remedy)});
 }
 
-std::string Ask(const std::string& sql, const char* column) {
-  DBResult* result = nullptr;
-  if (WPDBExecute(sql, &result) != 0) return "";
-  auto row = static_cast<unsigned int>(-1);
-  const char* text =
-      ORVADBFetchRow(result, &row) == 0 ? ORVADBFetchField(result, row, column) : nullptr;
-  const std::string value = text == nullptr ? "" : text;
-  ORVADBFreeResult(result);
-  return value;
-}
-
 bool CheckDatabase(Findings& findings) {
-  pg_conn* conn = WPDBConnect();
-  WPDBClose(conn);
-  if (conn == nullptr) {
+  const watchpost::DatabaseState state = watchpost::ExamineDatabase();
+  if (state == watchpost::DatabaseState::kAway) {
     Add(findings,
         Finding::kBad,
         std::string("the database \"") + gszDBName + "\" does not answer",
@@ -66,11 +54,7 @@ bool CheckDatabase(Findings& findings) {
         "init\"");
     return false;
   }
-  const std::string tables =
-      Ask("SELECT count(*) FROM pg_tables WHERE tablename IN "
-          "('camera', 'motion', 'notification', 'event', 'camerastatus')",
-          "count");
-  if (tables != "5") {
+  if (state == watchpost::DatabaseState::kNoTables) {
     Add(findings, Finding::kBad, "the database lacks tables", "run \"wpctl db init\"");
     return false;
   }
@@ -127,10 +111,10 @@ void CheckFolder(Findings& findings, const std::string& what, const std::string&
 
 void CheckFolders(Findings& findings, const std::list<Camera>& cameras) {
   ORVA_SERVICE_INFO info{};
-  if (ORVAServiceInfoGet(kRecordingService, &info) <= 0) {
+  if (ORVAServiceInfoGet(watchpost::kRecordingService, &info) <= 0) {
     Add(findings,
         Finding::kBad,
-        watchpost::RootedPath("/etc/orvainfo.conf") + " has no valid section [service 9]",
+        watchpost::ConfigurationFile() + " has no valid section [service 9]",
         "copy the example that came with this program, and name the folder of recordings");
   } else {
     CheckFolder(findings, "the service's folder", info.path);
@@ -143,7 +127,7 @@ void CheckFolders(Findings& findings, const std::list<Camera>& cameras) {
 }
 
 void CheckProgram(Findings& findings) {
-  const std::string program = watchpost::RootedPath("/usr/orva/sbin/wpd");
+  const std::string program = watchpost::DaemonProgram();
   if (access(program.c_str(), X_OK) == 0)
     return Add(findings, Finding::kGood, program + " is there");
   Add(findings, Finding::kBad, program + " is missing", "install the service: cmake --install");

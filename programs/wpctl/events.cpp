@@ -1,6 +1,6 @@
 #include "events.h"
 
-#include <watchpost/event/eventlookup.h>
+#include <watchpost/event/recordingfile.h>
 #include <watchpost/motion/mdlog.h>
 
 #include <array>
@@ -11,12 +11,6 @@
 #include "report.h"
 
 namespace wpctl {
-
-std::optional<std::string> FileOf(const Camera& camera, const Event& event) {
-  const std::string name = event.GetPath();
-  if (!watchpost::IsInFolder(name)) return std::nullopt;
-  return camera.GetStoragePath() + "/" + name;
-}
 
 std::optional<Recording> FindRecording(int event_id) {
   if (!RequireDatabase()) return std::nullopt;
@@ -31,7 +25,7 @@ std::optional<Recording> FindRecording(int event_id) {
                  ", which does not exist");
     return std::nullopt;
   }
-  const std::optional<std::string> path = FileOf(recording.camera, recording.event);
+  const std::optional<std::string> path = watchpost::RecordingPath(recording.camera, recording.event);
   if (!path) {
     (void)Failed(title + " names a file outside its camera's folder: " + recording.event.GetPath());
     return std::nullopt;

@@ -22,9 +22,6 @@ struct Recording {
 /// when its row names a file outside the camera's folder.
 std::optional<Recording> FindRecording(int event_id);
 
-/// Where the file of a row lies; nothing when the row names one outside the camera's folder.
-std::optional<std::string> FileOf(const Camera& camera, const Event& event);
-
 /// Its motion levels, one a frame; nothing when it has no log that fits it. `sensitivity` receives
 /// what it was recorded with, -1 when the log does not tell.
 std::optional<std::string> MotionLevels(const Recording& recording, int& sensitivity);

@@ -7,7 +7,7 @@
 #include <watchpost/media/jpegsize.h>
 #include <watchpost/net/interrupt.h>
 #include <watchpost/net/multipartfetch.h>
-#include <watchpost/platform/unique_fd.h>
+#include <watchpost/base/uniquefd.h>
 
 #include <CLI/CLI.hpp>
 #include <cerrno>

@@ -1,8 +1,8 @@
 // wpctl mail: by which server mails go out, to whom, and whether they arrive.
 
-#include <watchpost/camera/notification.h>
+#include <watchpost/notify/notification.h>
 #include <watchpost/notify/maildelivery.h>
-#include <watchpost/platform/rootedpath.h>
+#include <watchpost/base/paths.h>
 
 #include <CLI/CLI.hpp>
 #include <cstdio>
@@ -66,7 +66,7 @@ bool ReadSettings(const Notification& notification, Settings& settings) {
   switch (notification.GetMethod()) {
     case NOTIFICATION_SYSTEM_MAIL:
       if (ORVAMailGet(&settings) == 0) return true;
-      (void)Failed("there is no section [mail] in " + watchpost::RootedPath("/etc/orvainfo.conf"));
+      (void)Failed("there is no section [mail] in " + watchpost::ConfigurationFile());
       return false;
     case NOTIFICATION_SMTP:
       watchpost::FillMailSettings(notification, settings);

@@ -54,7 +54,7 @@ int SaveRegions(MotionDetection& regions, const Camera& camera, const std::strin
   if (regions.Save(camera.GetId()) != 0) return Failed("the database did not take the regions");
   std::printf("%s%s.\n",
               Printable(what).c_str(),
-              TellDaemon(camera.GetId()) ? "; the camera's daemon takes it over" : "");
+              NotifyDaemon(camera.GetId()) ? "; the camera's daemon takes it over" : "");
   return kDone;
 }
 

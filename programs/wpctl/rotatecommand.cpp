@@ -1,7 +1,8 @@
 // wpctl storage rotate: what a camera's limits let go, now instead of on the next full hour.
 
 #include <unistd.h>
-#include <watchpost/event/rotationplan.h>
+#include <watchpost/event/recordingfile.h>
+#include <watchpost/event/removal.h>
 #include <watchpost/event/wprotate.h>
 
 #include <CLI/CLI.hpp>
@@ -131,8 +132,9 @@ std::size_t CountGone(const Camera& camera, const Limits& limits, const Rotation
   for (const PlannedRemoval& removal : after.removals) left.insert(removal.event.GetID());
   std::size_t gone = 0;
   for (const PlannedRemoval& removal : plan.removals) {
-    const std::string file = camera.GetStoragePath() + "/" + removal.event.GetPath();
-    if (!left.contains(removal.event.GetID()) && access(file.c_str(), F_OK) != 0) ++gone;
+    const auto file = watchpost::RecordingPath(camera, removal.event);
+    const bool stays = file && access(file->c_str(), F_OK) == 0;
+    if (!left.contains(removal.event.GetID()) && !stays) ++gone;
   }
   return gone;
 }

@@ -60,7 +60,7 @@ int Set(const std::string& which, const std::vector<std::string>& rules) {
   }
   if (camera->Update() != 0) return Failed("the database did not take the change");
   PrintWeek(*camera);
-  if (TellDaemon(camera->GetId())) std::printf("Its daemon takes the change over.\n");
+  if (NotifyDaemon(camera->GetId())) std::printf("Its daemon takes the change over.\n");
   return kDone;
 }
 

@@ -1,9 +1,8 @@
 // wpctl service: the daemons of all cameras, or of some.
 
 #include <watchpost/camera/camera.h>
-#include <watchpost/foundation/wpdb.h>
 #include <watchpost/ipc/ringbuffer.h>
-#include <watchpost/platform/rootedpath.h>
+#include <watchpost/base/paths.h>
 #include <watchpost/service/cameracontrol.h>
 
 #include <CLI/CLI.hpp>
@@ -54,31 +53,6 @@ std::string Title(const Camera& camera) {
   return std::to_string(camera.GetId()) + " (" + Printable(camera.GetName()) + ")";
 }
 
-std::optional<CameraStatus> Reported(int camera_id) {
-  CameraStatus status{};
-  if (CameraControl(camera_id).GetReportedStatus(&status) != 0) return std::nullopt;
-  return status;
-}
-
-// A row that says that a daemon runs while nobody holds the camera's lock: its process id may by
-// now be a stranger's.
-bool HasDied(int camera_id) {
-  const std::optional<CameraStatus> reported = Reported(camera_id);
-  const bool wanted = reported && (reported->status == DAEMON_STATUS_RUNNING ||
-                                   reported->status == DAEMON_STATUS_STARTING);
-  return wanted && !RunningDaemon(camera_id);
-}
-
-// Not one that a daemon has written meanwhile, which another controller may have started.
-void DropStaleRow(int camera_id) {
-  const std::optional<CameraStatus> reported = Reported(camera_id);
-  if (!reported || !HasDied(camera_id)) return;
-  (void)WPDBExecute(std::string("DELETE FROM ") + gszTableStatus +
-                    " WHERE cameraid = " + std::to_string(camera_id) +
-                    " AND pid = " + std::to_string(reported->pid) + " AND updatetime = " +
-                    std::to_string(reported->update_time));  // what stays is found again
-}
-
 // Calls `act` for each camera, several side by side; the number of those for which it failed.
 template <typename Act>
 int ForEach(const Cameras& cameras, Act act) {
@@ -101,7 +75,7 @@ bool Start(const Camera& camera) {
     std::printf("%s runs already\n", title.c_str());
     return true;
   }
-  DropStaleRow(camera.GetId());
+  watchpost::DropStaleStatus(camera.GetId());
   if (CameraControl(camera.GetId()).Start() == 0) {
     std::printf("%s started\n", title.c_str());
     return true;
@@ -117,7 +91,7 @@ bool Start(const Camera& camera) {
 
 bool Stop(const Camera& camera) {
   const std::string title = Title(camera);
-  DropStaleRow(camera.GetId());
+  watchpost::DropStaleStatus(camera.GetId());
   if (!RunningDaemon(camera.GetId())) {
     std::printf("%s does not run\n", title.c_str());
     return true;
@@ -134,7 +108,7 @@ int StartAll(const Names& names, bool died) {
   std::optional<Cameras> cameras = Select(names);
   if (!cameras) return kFailed;
   if (died) {
-    std::erase_if(*cameras, [](const Camera& camera) { return !HasDied(camera.GetId()); });
+    std::erase_if(*cameras, [](const Camera& camera) { return !watchpost::HasDaemonDied(camera.GetId()); });
   } else if (cameras->empty()) {
     std::printf("There is no camera; \"wpctl camera add\" adds one.\n");
   }
@@ -155,7 +129,7 @@ int RestartAll(const Names& names) {
 }
 
 const char* StateName(int camera_id, const std::optional<CameraStatus>& reported) {
-  if (HasDied(camera_id)) return "died";
+  if (watchpost::HasDaemonDied(camera_id)) return "died";
   switch (reported ? reported->status : DAEMON_STATUS_UNKNOWN) {
     case DAEMON_STATUS_STARTING:
       return "starting";
@@ -185,15 +159,13 @@ const char* ConnectionName(int camera_id) {
 
 // What the daemon last wrote about itself; null when it runs not or says nothing.
 nlohmann::json ReadActivity(int camera_id) {
-  const std::string path =
-      watchpost::RootedPath("/var/run/orva/wpd-" + std::to_string(camera_id) + ".json");
-  std::ifstream file(path);
+  std::ifstream file(watchpost::DaemonStatusFile(camera_id));
   return nlohmann::json::parse(file, nullptr, false);
 }
 
 nlohmann::ordered_json StatusOf(const Camera& camera) {
   const int id = camera.GetId();
-  const std::optional<CameraStatus> reported = Reported(id);
+  const std::optional<CameraStatus> reported = watchpost::ReportedStatus(id);
   const std::optional<int> pid = RunningDaemon(id);
   nlohmann::ordered_json status{
       {"id", id}, {"name", camera.GetName()}, {"state", StateName(id, reported)}};

@@ -16,9 +16,9 @@ enum class Trouble {
   kNoRow,       ///< a recording without a row: a row is added
   kUnfinished,  ///< its writer died: it is finished, and its row corrected or added
   kDiffers,     ///< size or number of pictures: the row is corrected
-  kHollow,      ///< begun, without a single picture; only told
-  kForeign,     ///< an .avi file that is not ours, or cannot be read; only told
-  kOutside,     ///< a row that names a file outside the camera's folder; only told
+  kEmpty,      ///< begun, without a single picture; only reported
+  kForeign,     ///< an .avi file that is not ours, or cannot be read; only reported
+  kOutside,     ///< a row that names a file outside the camera's folder; only reported
 };
 
 struct Finding {
@@ -36,7 +36,7 @@ struct CameraFindings {
   bool has_folder = true;  ///< without it nothing else was looked at
   std::vector<Finding> findings;
 
-  /// How many rows mending would change, add or remove.
+  /// How many rows repairing would change, add or remove.
   [[nodiscard]] int Changes() const;
 };
 
@@ -47,8 +47,8 @@ CameraFindings CheckCamera(const Camera& camera);
 /// "a.avi: ..." for people.
 std::string Describe(const Finding& finding);
 
-/// Mends one finding. False when it could not be, or is of a kind that is only told. Never removes
+/// Repairs one finding. False when it could not be, or is of a kind that is only reported. Never removes
 /// a file.
-bool Mend(const Camera& camera, const Finding& finding);
+bool Repair(const Camera& camera, const Finding& finding);
 
 }  // namespace wpctl

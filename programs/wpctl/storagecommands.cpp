@@ -3,7 +3,8 @@
 
 #include <watchpost/camera/camera.h>
 #include <watchpost/event/eventfiles.h>
-#include <watchpost/foundation/wpdb.h>
+#include <watchpost/event/eventstore.h>
+#include <watchpost/base/paths.h>
 #include <watchpost/platform/orvaserviceinfo.h>
 
 #include <CLI/CLI.hpp>
@@ -29,35 +30,15 @@
 namespace wpctl {
 namespace {
 
-constexpr int kRecordingService = 9;
 constexpr double kMiB = 1048576;
 constexpr int kDays = 7;
+constexpr std::int64_t kEndOfTime = std::int64_t{1} << 40;
 
-struct Sum {
-  long recordings = 0;
-  double bytes = 0;
-};
-using Sums = std::map<int, Sum>;  // by camera
+using Sums = std::map<int, watchpost::EventUsage>;  // by camera
 
-// Recordings that began in a span of time, added up by camera.
-Sums AddUp(long from, long until) {
-  Sums sums;
-  DBResult* result = nullptr;
-  const std::string sql =
-      "SELECT camera_id, count(*) AS recordings, sum(filesize) AS bytes FROM event WHERE "
-      "start_time >= " +
-      std::to_string(from) + " AND start_time < " + std::to_string(until) + " GROUP BY camera_id";
-  if (WPDBExecute(sql, &result) != 0) return sums;
-  const auto number = [result](unsigned int row, const char* column) {
-    const char* text = ORVADBFetchField(result, row, column);
-    return text == nullptr ? 0.0 : std::atof(text);
-  };
-  for (auto row = static_cast<unsigned int>(-1); ORVADBFetchRow(result, &row) == 0;) {
-    sums[static_cast<int>(number(row, "camera_id"))] = {
-        static_cast<long>(number(row, "recordings")), number(row, "bytes")};
-  }
-  ORVADBFreeResult(result);
-  return sums;
+// Recordings that began in a span of time, added up by camera; none when they cannot be read.
+Sums AddUp(std::int64_t from, std::int64_t until) {
+  return watchpost::ReadUsage(from, until).value_or(Sums());
 }
 
 // The first second of the day `ago` days ago.
@@ -71,28 +52,28 @@ long Midnight(int ago) {
   return std::mktime(&local);
 }
 
-std::string Mebibytes(double bytes) {
+std::string Mebibytes(std::int64_t bytes) {
   std::array<char, 32> text{};
-  (void)std::snprintf(text.data(), text.size(), "%.1f", bytes / kMiB);
+  (void)std::snprintf(text.data(), text.size(), "%.1f", static_cast<double>(bytes) / kMiB);
   return text.data();
 }
 
 // How long until the camera's limit is reached at the rate of the last day.
-std::string TimeLeft(const Camera& camera, double used, double last_day) {
+std::string TimeLeft(const Camera& camera, std::int64_t used, std::int64_t last_day) {
   if (!camera.IsRotatedBySize()) return "no limit";
-  const double left = camera.GetCapacityLimit() * kMiB - used;
+  const double left = camera.GetCapacityLimit() * kMiB - static_cast<double>(used);
   if (left <= 0) return "reached";
   if (last_day <= 0) return "never at this rate";
   std::array<char, 32> text{};
-  (void)std::snprintf(text.data(), text.size(), "%.1f days", left / last_day);
+  (void)std::snprintf(text.data(), text.size(), "%.1f days", left / static_cast<double>(last_day));
   return text.data();
 }
 
 int Usage(bool as_json) {
   if (!RequireDatabase()) return kFailed;
-  const long now = time(nullptr);
-  Sums all = AddUp(0, 1L << 40);
-  Sums last_day = AddUp(now - 86400, 1L << 40);
+  const std::int64_t now = time(nullptr);
+  Sums all = AddUp(0, kEndOfTime);
+  Sums last_day = AddUp(now - 86400, kEndOfTime);
   std::vector<Sums> days;
   for (int ago = kDays - 1; ago >= 0; --ago)
     days.push_back(AddUp(Midnight(ago), Midnight(ago - 1)));
@@ -154,8 +135,8 @@ void PrintFindings(const CameraFindings& camera) {
     std::printf("  %s\n", Printable(Describe(finding)).c_str());
 }
 
-int MendAll(const std::vector<CameraFindings>& cameras, int changes) {
-  int mended = 0;
+int RepairAll(const std::vector<CameraFindings>& cameras, int changes) {
+  int repaired = 0;
   int left = 0;
   {
     Progress progress(true);
@@ -163,13 +144,13 @@ int MendAll(const std::vector<CameraFindings>& cameras, int changes) {
     for (const CameraFindings& camera : cameras) {
       for (const Finding& finding : camera.findings) {
         if (finding.trouble > Trouble::kDiffers) continue;
-        (Mend(camera.camera, finding) ? mended : left) += 1;
+        (Repair(camera.camera, finding) ? repaired : left) += 1;
         progress.Show(static_cast<double>(++done) / changes, finding.path);
       }
     }
   }
-  std::printf("%d mended%s.\n",
-              mended,
+  std::printf("%d repaired%s.\n",
+              repaired,
               left > 0 ? (", " + std::to_string(left) + " could not be").c_str() : "");
   return left == 0 ? kDone : kFailed;
 }
@@ -192,7 +173,7 @@ int Check(bool repair, bool yes) {
     return kDone;
   }
   if (!repair) {
-    if (changes > 0) std::printf("%d to mend; --repair does, and never removes a file.\n", changes);
+    if (changes > 0) std::printf("%d to repair; --repair does, and never removes a file.\n", changes);
     return kFailed;
   }
   constexpr int kTenth = 10;
@@ -200,7 +181,7 @@ int Check(bool repair, bool yes) {
       !Confirm("Change " + std::to_string(changes) + " rows of " + std::to_string(rows) + "?")) {
     return Failed("more than a tenth of the rows would change: nothing was; --yes does not ask");
   }
-  return changes == 0 ? kFailed : MendAll(cameras, changes);
+  return changes == 0 ? kFailed : RepairAll(cameras, changes);
 }
 
 // Entries of the service's folder that belong to no camera.
@@ -222,7 +203,7 @@ int Clean(bool yes) {
   if (!RequireDatabase()) return kFailed;
   ORVA_SERVICE_INFO info{};
   std::error_code failure;
-  if (ORVAServiceInfoGet(kRecordingService, &info) <= 0 ||
+  if (ORVAServiceInfoGet(watchpost::kRecordingService, &info) <= 0 ||
       !std::filesystem::is_directory(info.path, failure)) {
     return Failed(
         "the service's folder cannot be read: set volume and path in section [service 9] of "
@@ -264,7 +245,7 @@ void AddStorageCommands(CLI::App& app, int& status) {
 
   CLI::App* check = group->add_subcommand("check", "Find where files and rows disagree");
   check->add_flag(
-      "--repair", *flag, "Mend it: finish files, add and correct rows, drop rows without a file");
+      "--repair", *flag, "Repair it: finish files, add and correct rows, drop rows without a file");
   check->add_flag("-y,--yes", *yes, "Do not ask when more than a tenth of the rows would change");
   check->footer(
       "Without --repair nothing is changed; the exit status is 1 when something is wrong. No file "

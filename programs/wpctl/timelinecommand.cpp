@@ -1,6 +1,7 @@
 // wpctl event timeline: a day of a camera, minute by minute.
 
 #include <watchpost/event/eventutils.h>
+#include <watchpost/event/recordingfile.h>
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
@@ -71,7 +72,7 @@ int Timeline(const std::string& which, const std::string& day, bool as_json) {
   const int last = static_cast<int>(std::clamp(*until + kDay, 1L, long{INT32_MAX}));
   const int count = GetEventCount(camera->GetId(), first, last, EVENT_CAUSE_ANY);
   for (const Event& event : GetEvents(0, count, camera->GetId(), first, last, EVENT_CAUSE_ANY)) {
-    if (event.GetStopTime() >= *from && event.GetStartTime() <= *until && FileOf(*camera, event))
+    if (event.GetStopTime() >= *from && event.GetStartTime() <= *until && watchpost::RecordingPath(*camera, event))
       minutes.Add(event, camera->GetStoragePath());
   }
   if (as_json) {

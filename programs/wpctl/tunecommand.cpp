@@ -1,12 +1,12 @@
 // wpctl camera tune: what a sensitivity means, from live pictures or from what was recorded.
 
 #include <signal.h>
+#include <watchpost/base/paths.h>
 #include <watchpost/camera/motiondetection.h>
 #include <watchpost/event/eventfiles.h>
 #include <watchpost/motion/motionsequence.h>
 #include <watchpost/platform/olibfile.h>
 #include <watchpost/platform/olibszhash.h>
-#include <watchpost/platform/rootedpath.h>
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
@@ -50,7 +50,7 @@ struct TuneOptions {
 int DaemonSetting(const char* key, int usual) {
   const watchpost::OlibHashPtr section(PshOLIBSzHashAlloc(16));
   OLIBSZHASH* hash = section.get();
-  const std::string path = watchpost::RootedPath("/etc/orvainfo.conf");
+  const std::string path = watchpost::ConfigurationFile();
   if (hash == nullptr || OLIBFileGetSection(path.c_str(), "wpd", &hash) < 0) return usual;
   const char* text = SzOLIBSzHashGetValue(hash, key);
   return text == nullptr ? usual : std::atoi(text);
@@ -95,7 +95,7 @@ int TuneLive(const Camera& camera, const TuneOptions& options) {
   std::atomic<bool> outside{false};
   BlockEndingSignals();
   Watcher watcher(camera.GetId(), [&](const watchpost::LiveFrame& frame) {
-    const watchpost::MotionResult seen = motion.Look(frame.data, frame.size);
+    const watchpost::MotionResult seen = motion.Compare(frame.data, frame.size);
     level = seen.level;
     outside = seen.outside;
     highest = std::max<int>(highest, level);

@@ -21,23 +21,14 @@ constexpr std::chrono::seconds kSteady{10};
 constexpr std::size_t kFirstBuffer = 128 << 10;
 
 // Beside the MF_STATUS values.
-constexpr int kRubbish = -1;
+constexpr int kNoFrames = -1;
 constexpr int kTooLong = -2;
-
-std::string Title(const Camera& camera) {
-  return "camera " + std::to_string(camera.GetId()) + " (" + camera.GetName() + ")";
-}
 
 // Without the query, which may hold a password.
 std::string Address(const Camera& camera) {
   const std::string path = camera.GetPath();
   return "http://" + camera.GetHost() + ":" + std::to_string(camera.GetPort()) + "/" +
          path.substr(0, path.find('?'));
-}
-
-bool SameSource(const Camera& a, const Camera& b) {
-  return a.GetHost() == b.GetHost() && a.GetPort() == b.GetPort() && a.GetPath() == b.GetPath() &&
-         a.GetUsername() == b.GetUsername() && a.GetPassword() == b.GetPassword();
 }
 
 bool IsRefusal(int status) {
@@ -62,7 +53,7 @@ const char* ReasonOf(int status) {
              "above 256 KiB without length are one)";
     case MF_ERR_NOT_INIT:
       return "has no valid address";
-    case kRubbish:
+    case kNoFrames:
       return "sends no pictures";
     case kTooLong:
       return "sends pictures above largest_frame_kibibytes";
@@ -73,8 +64,13 @@ const char* ReasonOf(int status) {
 
 }  // namespace
 
-CameraStream::CameraStream(const Settings& settings,
-                           const Camera& camera,
+bool SameSource(const Camera& a, const Camera& b) {
+  return a.GetHost() == b.GetHost() && a.GetPort() == b.GetPort() && a.GetPath() == b.GetPath() &&
+         a.GetUsername() == b.GetUsername() && a.GetPassword() == b.GetPassword();
+}
+
+CameraStream::CameraStream(const watchpost::DaemonSettings& settings,
+                           SharedRecord& record,
                            LiveRing& ring,
                            Recorder& recorder,
                            Mailer& mailer)
@@ -83,10 +79,10 @@ CameraStream::CameraStream(const Settings& settings,
       recorder_(recorder),
       mailer_(mailer),
       buffer_(kFirstBuffer),
-      camera_(camera),
-      lost_(Title(camera) + ": delivers again", kSteady),
+      record_(record),
+      lost_(Title(record.Get()->camera) + ": delivers again", kSteady),
       lost_mail_(settings.mail_steady),
-      no_pictures_(Title(camera) + ": sends pictures again", kSteady) {}
+      no_frames_(Title(record.Get()->camera) + ": sends pictures again", kSteady) {}
 
 bool CameraStream::Start() {
   wake_.Reset(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
@@ -99,97 +95,84 @@ bool CameraStream::Start() {
       epoll_ctl(interrupt_.Get(), EPOLL_CTL_ADD, deadline_.Get(), &readable) != 0) {
     return false;
   }
-  thread_.Start([this] { Run(); });
+  thread_.Start();
   return true;
 }
 
-void CameraStream::SetCamera(const Camera& camera) {
-  const std::lock_guard lock(mutex_);
-  changed_ = changed_ || !SameSource(camera, camera_);
-  camera_ = camera;
-  if (changed_) (void)eventfd_write(wake_.Get(), 1);  // fails only when it is readable anyhow
-}
-
-bool CameraStream::Stop(std::chrono::milliseconds limit) {
-  {
-    const std::lock_guard lock(mutex_);
-    stopped_ = true;
-  }
+void CameraStream::Reconnect() {
+  changed_ = true;
   (void)eventfd_write(wake_.Get(), 1);  // fails only when it is readable anyhow
-  return thread_.Join(limit);
 }
 
-// Copies the settings for the next connection; false when the daemon stops.
-bool CameraStream::TakeChange(Camera& camera) {
-  const std::lock_guard lock(mutex_);
-  if (stopped_) return false;
-  eventfd_t count = 0;
-  (void)eventfd_read(wake_.Get(), &count);  // nothing to read is fine
-  changed_ = false;
-  camera = camera_;
-  return true;
+// The thread may be in the middle of a wait when it is asked to end, which this cuts short.
+bool CameraStream::Stop(std::chrono::milliseconds limit) {
+  stopped_ = true;
+  (void)eventfd_write(wake_.Get(), 1);  // fails only when it is readable anyhow
+  return thread_.Stop(limit);
 }
 
-void CameraStream::Run() {
+// Follows the stream until the daemon stops.
+std::optional<WorkerThread::Clock::duration> CameraStream::DoWork() {
   const watchpost::ScopedInterrupt interrupt(interrupt_.Get());
-  Camera camera;
-  while (TakeChange(camera)) {
+  while (!stopped_) {
+    eventfd_t count = 0;
+    (void)eventfd_read(wake_.Get(), &count);  // nothing to read is fine
+    changed_ = false;
+    camera_ = record_.Get()->camera;
     delivering_ = false;
-    const Outcome outcome = FollowStream(camera);
+    const Outcome outcome = FollowStream();
     ring_.SetStatus(outcome == Outcome::kLost ? CAM_CONN_LOST : CAM_CONN_WAITING);
     recorder_.OnConnectionLost();
-    if (outcome == Outcome::kChanged) was_connected_ = false;  // the new address is told
+    if (outcome == Outcome::kChanged) was_connected_ = false;  // the new address is logged
     if (outcome == Outcome::kLost) Sleep(pause_);
   }
+  return std::nullopt;
 }
 
-CameraStream::Outcome CameraStream::FollowStream(const Camera& camera) {
-  MultipartFetch fetch(camera.GetHost().c_str(),
-                       camera.GetPort(),
-                       camera.GetPath().c_str(),
-                       camera.GetUsername().c_str(),
-                       camera.GetPassword().c_str());
+CameraStream::Outcome CameraStream::FollowStream() {
+  MultipartFetch fetch(camera_.GetHost().c_str(),
+                       camera_.GetPort(),
+                       camera_.GetPath().c_str(),
+                       camera_.GetUsername().c_str(),
+                       camera_.GetPassword().c_str());
   deadline_set_ = {};
-  Clock::time_point last_picture = Clock::now();
-  PutDeadlineOff(last_picture);
-  bool only_rubbish = false;
+  Clock::time_point last_frame = Clock::now();
+  PutDeadlineOff(last_frame);
+  bool nothing_usable = false;
   for (;;) {
     std::uint32_t size = 0;
     const int status = FetchFrame(fetch, size);
-    {
-      const std::lock_guard lock(mutex_);
-      if (stopped_) return Outcome::kStopped;
-      if (changed_) return Outcome::kChanged;
-    }
+    if (stopped_) return Outcome::kStopped;
+    if (changed_) return Outcome::kChanged;
     if (status != MF_OK) {
-      OnLost(camera, only_rubbish && status > MF_OK ? kRubbish : status);
+      OnLost(nothing_usable && status > MF_OK ? kNoFrames : status);
       return Outcome::kLost;
     }
     const Clock::time_point now = Clock::now();
-    only_rubbish = !Deliver(camera, size, now);
-    if (!only_rubbish) {
-      last_picture = now;
+    nothing_usable = !Deliver(size, now);
+    if (!nothing_usable) {
+      last_frame = now;
       PutDeadlineOff(now);
-      OnDelivering(camera);
-    } else if (now - last_picture > settings_.frame_timeout) {
+      OnDelivering();
+    } else if (now - last_frame > settings_.frame_timeout) {
       // One that sends without a pause is never waited for, so that the timer alone would not end
       // it.
-      OnLost(camera, kRubbish);
+      OnLost(kNoFrames);
       return Outcome::kLost;
     }
   }
 }
 
 // Hands the part in the buffer to whoever wants frames. False when it is no picture.
-bool CameraStream::Deliver(const Camera& camera, std::uint32_t size, Clock::time_point now) {
+bool CameraStream::Deliver(std::uint32_t size, Clock::time_point now) {
   const std::optional<watchpost::PictureSize> picture =
       watchpost::ReadJpegSize(buffer_.data(), size);
   if (!picture) {
-    no_pictures_.Begin(Title(camera) +
-                       ": sends something that is no JPEG picture; it is not recorded");
+    no_frames_.Begin(Title(camera_) +
+                     ": sends something that is no JPEG picture; it is not recorded");
     return false;
   }
-  no_pictures_.End();
+  no_frames_.End();
   const Frame frame{buffer_.data(), size, *picture, std::chrono::system_clock::now(), now};
   ring_.Publish(frame);
   recorder_.OnFrame(frame);
@@ -206,32 +189,32 @@ int CameraStream::FetchFrame(MultipartFetch& fetch, std::uint32_t& size) {
   return fetch.FetchContent(buffer_.data(), static_cast<unsigned int>(buffer_.size()));
 }
 
-void CameraStream::OnDelivering(const Camera& camera) {
+void CameraStream::OnDelivering() {
   const Clock::time_point now = Clock::now();
   if (!delivering_) {
     delivering_ = true;
     ring_.SetStatus(CAM_CONN_CONNECTED);
     delivering_since_ = now;
     if (!was_connected_)
-      Log("%s: delivers from %s", Title(camera).c_str(), Address(camera).c_str());
+      Log("%s: delivers from %s", Title(camera_).c_str(), Address(camera_).c_str());
     was_connected_ = true;
   }
   lost_.End();
-  if (lost_mail_.End()) mailer_.Post(WP_MAIL_CONNECTION_RESUMED, camera);
+  if (lost_mail_.End()) mailer_.Post(WP_MAIL_CONNECTION_RESUMED, camera_);
   if (now - delivering_since_ < kSteady) return;
-  told_refusal_ = MF_OK;
+  logged_refusal_ = MF_OK;
   pause_ = {};
 }
 
-// One line a spell; a refusal, which somebody has to do something about, is told also when the
+// One line a spell; a refusal, which somebody has to do something about, is logged also when the
 // spell began otherwise.
-void CameraStream::OnLost(const Camera& camera, int status) {
-  const std::string what = Title(camera) + ": " + Address(camera) + " " + ReasonOf(status);
+void CameraStream::OnLost(int status) {
+  const std::string what = Title(camera_) + ": " + Address(camera_) + " " + ReasonOf(status);
   const bool begins = lost_.Begin(what + "; trying again until it delivers");
-  if (!begins && IsRefusal(status) && status != told_refusal_) Log("%s", what.c_str());
-  if (IsRefusal(status)) told_refusal_ = status;
-  if (lost_mail_.Begin()) mailer_.Post(WP_MAIL_CONNECTION_LOST, camera);
-  was_connected_ = true;  // the end of the spell tells when it is there
+  if (!begins && IsRefusal(status) && status != logged_refusal_) Log("%s", what.c_str());
+  if (IsRefusal(status)) logged_refusal_ = status;
+  if (lost_mail_.Begin()) mailer_.Post(WP_MAIL_CONNECTION_LOST, camera_);
+  was_connected_ = true;  // the end of the spell logs when it is there
   pause_ = std::clamp(2 * pause_, kShortestPause, kLongestPause);
 }
 

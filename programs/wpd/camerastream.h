@@ -1,89 +1,84 @@
 // Fetches frames from the camera in a thread of its own, for as long as the daemon runs.
 #pragma once
 
-#include <watchpost/camera/camera.h>
-#include <watchpost/platform/unique_fd.h>
+#include <watchpost/base/uniquefd.h>
+#include <watchpost/service/daemonsettings.h>
 
+#include <atomic>
 #include <chrono>
 #include <cstdint>
-#include <mutex>
-#include <string>
 #include <vector>
 
-#include "boundedthread.h"
+#include "camerarecord.h"
 #include "livering.h"
 #include "log.h"
 #include "mailer.h"
 #include "recorder.h"
-#include "settings.h"
+#include "workerthread.h"
 
 class MultipartFetch;
 
 namespace wpd {
 
-class CameraStream {
+/// Whether two records name the same stream and the same login.
+bool SameSource(const Camera& a, const Camera& b);
+
+class CameraStream : private WorkerThread::Delegate {
  public:
-  /// Frames go to `ring` and `recorder`; `mailer` tells when the camera is lost and back. All
+  /// Frames go to `ring` and `recorder`; `mailer` sends mails when the camera is lost and back. All
   /// outlive the object.
-  CameraStream(const Settings& settings,
-               const Camera& camera,
+  CameraStream(const watchpost::DaemonSettings& settings,
+               SharedRecord& record,
                LiveRing& ring,
                Recorder& recorder,
                Mailer& mailer);
-  CameraStream(const CameraStream&) = delete;
-  CameraStream& operator=(const CameraStream&) = delete;
-
-  /// The thread must have ended; see Stop.
-  ~CameraStream() = default;
 
   /// Starts the thread. False, with errno set, when the kernel gives no descriptors for it.
   bool Start();
 
-  /// Takes over changed settings of the camera; a change of how it is reached reconnects.
-  void SetCamera(const Camera& camera);
+  /// Connects anew, to the address that the record has now.
+  void Reconnect();
 
-  /// Cuts short what the thread is doing and waits for its end. False when it has not ended within
-  /// `limit` (a name look-up cannot be interrupted): the process must then leave without running
-  /// destructors.
+  /// Cuts short what the thread is doing and ends it; a name look-up cannot be cut short. See
+  /// WorkerThread::Stop.
   bool Stop(std::chrono::milliseconds limit);
 
  private:
   using Clock = std::chrono::steady_clock;
   enum class Outcome { kLost, kChanged, kStopped };
 
-  void Run();
-  Outcome FollowStream(const Camera& camera);
+  std::optional<WorkerThread::Clock::duration> DoWork() override;
+  Outcome FollowStream();
   int FetchFrame(MultipartFetch& fetch, std::uint32_t& size);
-  bool Deliver(const Camera& camera, std::uint32_t size, Clock::time_point now);
-  void OnDelivering(const Camera& camera);
-  void OnLost(const Camera& camera, int status);
+  bool Deliver(std::uint32_t size, Clock::time_point now);
+  void OnDelivering();
+  void OnLost(int status);
   void PutDeadlineOff(Clock::time_point now);
   void Sleep(std::chrono::milliseconds time);
-  bool TakeChange(Camera& camera);
 
-  const Settings settings_;
+  const watchpost::DaemonSettings settings_;
   LiveRing& ring_;
   Recorder& recorder_;
   Mailer& mailer_;
   std::vector<unsigned char> buffer_;  // of the frame at hand
-  watchpost::UniqueFd wake_;           // eventfd: readable after Stop and SetCamera
+  SharedRecord& record_;
+  watchpost::UniqueFd wake_;       // eventfd: readable after Stop and Reconnect
   watchpost::UniqueFd deadline_;   // timerfd: readable when the camera gave no frame for too long
   watchpost::UniqueFd interrupt_;  // epoll of both
-  std::mutex mutex_;               // guards all below
-  Camera camera_;
-  bool changed_ = false;
-  bool stopped_ = false;
+  std::atomic<bool> stopped_{false};
+  std::atomic<bool> changed_{false};
   // Of the thread alone:
+  Camera camera_;  // whose stream is followed
   Clock::time_point deadline_set_;
   Clock::time_point delivering_since_;
   bool delivering_ = false;
   bool was_connected_ = false;
-  int told_refusal_ = 0;  // MF_STATUS of the refusal that was told last in this spell
+  int logged_refusal_ = 0;  // MF_STATUS of the refusal that was logged last in this spell
   std::chrono::milliseconds pause_{0};
   Spell lost_;
   SpellState lost_mail_;
-  Spell no_pictures_;
-  BoundedThread thread_;
+  Spell no_frames_;
+  WorkerThread thread_{*this};
 };
 
 }  // namespace wpd

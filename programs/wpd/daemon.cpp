@@ -7,18 +7,23 @@
 #include <cerrno>
 #include <chrono>
 #include <optional>
+#include <string>
+#include <utility>
 
 #include "camerastream.h"
+#include "databaseworker.h"
 #include "filesync.h"
 #include "livering.h"
 #include "log.h"
 #include "mailer.h"
 #include "recorder.h"
+#include "recordreload.h"
 #include "recovery.h"
 #include "rotation.h"
 #include "rowwriter.h"
 #include "spacekeeper.h"
 #include "statusfile.h"
+#include "statusreports.h"
 
 namespace wpd {
 namespace {
@@ -51,42 +56,33 @@ int NextSignal(timespec limit) {
 
 class Daemon {
  public:
-  Daemon(const Settings& settings, const CameraRecord& record)
-      : record_(record),
-        camera_(record.camera),
-        rows_(camera_.GetId()),
+  Daemon(const watchpost::DaemonSettings& settings, const CameraRecord& record)
+      : id_(record.camera.GetId()),
+        name_(record.camera.GetName()),
+        record_(record),
         sync_(settings.sync_interval),
-        space_(settings, camera_, mailer_),
-        rotation_(camera_),
-        recorder_(settings,
-                  record,
-                  sync_,
-                  space_,
-                  mailer_,
-                  [this](const RecordingRow& row) { rows_.Put(row); }),
-        ring_(camera_.GetId(), settings.ring_size),
-        stream_(settings, camera_, ring_, recorder_, mailer_) {}
+        space_(settings.floor_bytes, settings.mail_steady, record_, mailer_),
+        rotation_(record_),
+        recorder_(settings, {record_, sync_, space_, mailer_, rows_}),
+        ring_(id_, settings.ring_size),
+        stream_(settings, record_, ring_, recorder_, mailer_) {
+    for (DatabaseTask* task : {static_cast<DatabaseTask*>(&reports_),
+                               static_cast<DatabaseTask*>(&reload_),
+                               static_cast<DatabaseTask*>(&rows_)})
+      database_.Add(*task);
+  }
 
   int Run(Readiness& readiness) {
-    rows_.Report(DAEMON_STATUS_STARTING);
-    rows_.Start();
-    FinishLeftovers(record_, rows_);
+    reports_.Report(DAEMON_STATUS_STARTING);
+    database_.Start();
+    FinishLeftovers(record_.Get()->camera, rows_);
     sync_.Start();
     ring_.Create();
-    if (!stream_.Start()) {
-      const std::string why = std::string("cannot watch the camera: ") + strerror(errno);
-      Log("%s", why.c_str());
-      readiness.Fail(why);
-      ring_.Remove();
-      (void)sync_.Stop(kSyncEnds);  // it has nothing to sync
-      rows_.Report(DAEMON_STATUS_STOPPED);
-      (void)rows_.Flush(kRowsEnd);
-      return 1;
-    }
+    if (!stream_.Start()) return GiveUp(readiness);
     mailer_.Start();
     space_.Start();
     rotation_.Start();
-    rows_.Report(DAEMON_STATUS_RUNNING);
+    reports_.Report(DAEMON_STATUS_RUNNING);
     int status = 0;
     if (readiness.HasLauncher() && !IsReported()) {
       readiness.Fail("stopped before the database had taken the daemon's status");
@@ -100,11 +96,20 @@ class Daemon {
   }
 
  private:
+  // Without a thread for the camera.
+  int GiveUp(Readiness& readiness) {
+    const std::string why = std::string("cannot watch the camera: ") + strerror(errno);
+    Log("%s", why.c_str());
+    readiness.Fail(why);
+    Stop(1);
+    return 1;
+  }
+
   // Whether the database took the status, before it took too long or a signal asked the daemon to
   // stop.
   bool IsReported() {
     const auto deadline = std::chrono::steady_clock::now() + kLongestReport;
-    while (!rows_.Flush(kReportSlice)) {
+    while (!database_.Flush(kReportSlice)) {
       const int number = NextSignal({0, 0});
       if (number == SIGINT || number == SIGTERM || std::chrono::steady_clock::now() > deadline)
         return false;
@@ -113,26 +118,29 @@ class Daemon {
   }
 
   void Serve() {
-    Log("camera %d (%s): daemon runs", camera_.GetId(), camera_.GetName().c_str());
-    StatusFile status_file(camera_.GetId());
+    Log("camera %d (%s): daemon runs", id_, name_.c_str());
+    StatusFile status_file(id_);
     for (;;) {
       const int number = NextSignal({1, 0});
       if (number == SIGINT || number == SIGTERM) return;
-      if (number == SIGHUP) rows_.Reload();
-      if (const std::optional<CameraRecord> changed = rows_.TakeReloaded()) {
-        recorder_.SetRecord(*changed);
-        stream_.SetCamera(changed->camera);
-        space_.SetCamera(changed->camera);
-        rotation_.SetCamera(changed->camera);
-      }
+      if (number == SIGHUP) reload_.Request();
+      if (std::optional<CameraRecord> changed = reload_.Take()) TakeOver(std::move(*changed));
       rotation_.OnTick();
-      if (const std::optional<Activity> activity = recorder_.Look()) status_file.Update(*activity);
+      if (const std::optional<Activity> activity = recorder_.Snapshot())
+        status_file.Update(*activity);
       recorder_.OnTick();
     }
   }
 
+  void TakeOver(CameraRecord changed) {
+    const auto before = record_.Get();
+    record_.Set(std::move(changed));
+    if (!SameSource(before->camera, record_.Get()->camera)) stream_.Reconnect();
+    rotation_.OnRecordChanged();
+  }
+
   void Stop(int status) {
-    rows_.Report(DAEMON_STATUS_STOPPING);
+    reports_.Report(DAEMON_STATUS_STOPPING);
     const bool fetch_ended = stream_.Stop(kFetchEnds);
     ring_.Remove();
     const bool recording_ended = recorder_.Close(kFrameEnds);
@@ -140,23 +148,26 @@ class Daemon {
     const bool rotated = rotation_.Stop(kRotationEnds);
     const bool kept_free = space_.Stop(kRotationEnds);
     const bool mailed = mailer_.Stop(kMailsEnd);
-    rows_.Report(DAEMON_STATUS_STOPPED);
-    const bool rows_written = rows_.Flush(kRowsEnd);
+    reports_.Report(DAEMON_STATUS_STOPPED);
+    const bool rows_written = database_.Flush(kRowsEnd) && database_.Stop(kRowsEnd);
     if (!rows_written) {
-      rows_.KeepRows();
-      Log("camera %d: the database did not take all rows; the next start writes them",
-          camera_.GetId());
+      rows_.Keep();
+      Log("camera %d: the database did not take all rows; the next start writes them", id_);
     }
-    Log("camera %d (%s): daemon ends", camera_.GetId(), camera_.GetName().c_str());
+    Log("camera %d (%s): daemon ends", id_, name_.c_str());
     // A thread that still hangs somewhere must not be waited for, nor find its objects gone.
     if (!fetch_ended || !recording_ended || !synced || !rotated || !kept_free || !mailed ||
         !rows_written)
       _exit(status);
   }
 
-  const CameraRecord record_;
-  const Camera camera_;
-  RowWriter rows_;
+  const int id_;
+  const std::string name_;
+  SharedRecord record_;
+  DatabaseWorker database_{id_};
+  StatusReports reports_{id_, database_};
+  RecordReload reload_{id_, database_};
+  RowWriter rows_{id_, database_};
   FileSync sync_;
   Mailer mailer_;
   SpaceKeeper space_;
@@ -175,7 +186,9 @@ void BlockSignals() {
   (void)signal(SIGXFSZ, SIG_IGN);  // a limit on file sizes is a failed write, not the end
 }
 
-int RunDaemon(const Settings& settings, const CameraRecord& record, Readiness& readiness) {
+int RunDaemon(const watchpost::DaemonSettings& settings,
+              const CameraRecord& record,
+              Readiness& readiness) {
   return Daemon(settings, record).Run(readiness);
 }
 

@@ -1,9 +1,10 @@
 // The life of one camera's daemon, from its threads' start to the last row.
 #pragma once
 
+#include <watchpost/service/daemonsettings.h>
+
 #include "camerarecord.h"
 #include "launcher.h"
-#include "settings.h"
 
 namespace wpd {
 
@@ -14,6 +15,8 @@ void BlockSignals();
 /// `readiness` once the camera's row says that the daemon runs, or that it could not get so far.
 /// Returns the status to exit with, within 5 s of the signal; leaves the process by itself when a
 /// thread cannot be waited for.
-int RunDaemon(const Settings& settings, const CameraRecord& record, Readiness& readiness);
+int RunDaemon(const watchpost::DaemonSettings& settings,
+              const CameraRecord& record,
+              Readiness& readiness);
 
 }  // namespace wpd

@@ -2,27 +2,22 @@
 // Thread-safe.
 #pragma once
 
+#include <watchpost/base/mutex.h>
+
 #include <chrono>
-#include <condition_variable>
-#include <mutex>
 #include <set>
 #include <string>
 
-#include "boundedthread.h"
+#include "workerthread.h"
 
 namespace wpd {
 
-class FileSync {
+class FileSync : private WorkerThread::Delegate {
  public:
   /// Syncs the file that is being written every `interval`.
   explicit FileSync(std::chrono::seconds interval) : interval_(interval) {}
-  FileSync(const FileSync&) = delete;
-  FileSync& operator=(const FileSync&) = delete;
 
-  /// The thread must have ended; see Stop.
-  ~FileSync() = default;
-
-  void Start();
+  void Start() { thread_.Start(); }
 
   /// The file at `path` is being written from now on.
   void Follow(const std::string& path);
@@ -30,20 +25,18 @@ class FileSync {
   /// It is finished: synced once more, soon.
   void Release(const std::string& path);
 
-  /// Syncs what is finished and waits for the end of the thread. False when that takes longer than
-  /// `limit`: the process must then leave without running destructors.
-  bool Stop(std::chrono::milliseconds limit);
+  /// Syncs what is finished and ends the thread; see WorkerThread::Stop.
+  bool Stop(std::chrono::milliseconds limit) { return thread_.Stop(limit); }
 
  private:
-  void Run();
+  std::optional<WorkerThread::Clock::duration> DoWork() override;
+  void AtEnd() override;
 
   const std::chrono::seconds interval_;
-  std::mutex mutex_;  // guards all below
-  std::condition_variable wake_;
-  std::set<std::string> open_;
-  std::set<std::string> finished_;
-  bool stop_ = false;
-  BoundedThread thread_;
+  watchpost::Mutex mutex_;
+  std::set<std::string> open_ WATCHPOST_GUARDED_BY(mutex_);
+  std::set<std::string> finished_ WATCHPOST_GUARDED_BY(mutex_);
+  WorkerThread thread_{*this};
 };
 
 }  // namespace wpd

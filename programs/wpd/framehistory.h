@@ -23,21 +23,16 @@ class FrameHistory {
 
   void Clear();
 
-  /// Calls `use(frame, level)` for each frame, the oldest first.
-  template <typename Use>
-  void ForEach(Use use) const {
-    for (const Kept& kept : frames_) use(kept.frame, kept.level);
-  }
-
-  [[nodiscard]] bool IsEmpty() const { return frames_.empty(); }
-
- private:
   struct Kept {
-    Frame frame;  // of `bytes`
+    Frame frame;  ///< of `bytes`
     int level;
     std::vector<unsigned char> bytes;
   };
 
+  /// The oldest first.
+  [[nodiscard]] const std::deque<Kept>& Frames() const { return frames_; }
+
+ private:
   void DropOldest();
 
   const std::chrono::milliseconds span_;

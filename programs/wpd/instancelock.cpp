@@ -4,7 +4,7 @@
 #include <string.h>
 #include <sys/file.h>
 #include <unistd.h>
-#include <watchpost/platform/rootedpath.h>
+#include <watchpost/base/paths.h>
 
 #include <cerrno>
 #include <chrono>
@@ -19,8 +19,7 @@ constexpr int kTries = 20;
 
 }  // namespace
 
-InstanceLock::InstanceLock(int camera_id)
-    : path_(watchpost::RootedPath("/var/run/orva/wpd-" + std::to_string(camera_id) + ".lock")) {}
+InstanceLock::InstanceLock(int camera_id) : path_(watchpost::DaemonLockFile(camera_id)) {}
 
 bool InstanceLock::Take(std::string& error) {
   std::error_code failure;
@@ -30,7 +29,7 @@ bool InstanceLock::Take(std::string& error) {
     error = "cannot open " + path_ + ": " + strerror(errno);
     return false;
   }
-  // Whoever looks whether the daemon runs holds the lock for a moment.
+  // Whoever checks whether the daemon runs holds the lock for a moment.
   for (int tries = 0; tries < kTries; ++tries) {
     if (flock(fd_.Get(), LOCK_EX | LOCK_NB) == 0) return true;
     if (errno != EWOULDBLOCK) break;

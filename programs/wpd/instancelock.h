@@ -2,7 +2,7 @@
 // daemon lives.
 #pragma once
 
-#include <watchpost/platform/unique_fd.h>
+#include <watchpost/base/uniquefd.h>
 
 #include <string>
 

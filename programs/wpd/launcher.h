@@ -1,14 +1,14 @@
-// Going to the background, and telling whoever started the daemon how that went.
+// Going to the background, and reporting to whoever started the daemon how that went.
 #pragma once
 
-#include <watchpost/platform/unique_fd.h>
+#include <watchpost/base/uniquefd.h>
 
 #include <optional>
 #include <string>
 
 namespace wpd {
 
-/// The daemon's end of the line to its launcher. Thread-compatible; without a launcher, reports go
+/// The daemon's end of the pipe to its launcher. Without a launcher, reports go
 /// nowhere.
 class Readiness {
  public:

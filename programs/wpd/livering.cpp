@@ -1,5 +1,7 @@
 #include "livering.h"
 
+#include <watchpost/ipc/ringlayout.h>
+
 #include <algorithm>
 #include <cstring>
 #include <string>
@@ -10,42 +12,33 @@ namespace {
 constexpr std::chrono::seconds kLongestFull{2};
 constexpr std::chrono::seconds kSteady{10};
 constexpr std::chrono::seconds kNextTry{60};
-constexpr std::uint32_t kRingHeader = sizeof(RingBuffer);
-constexpr std::uint32_t kUnitHeader = sizeof(DataUnit);
-constexpr std::uint32_t kUnitAlignment = 4;
 
 std::string Title(int camera_id) {
   return "camera " + std::to_string(camera_id);
 }
 
-// The ring promises room only for what is below a fifth of it.
-std::uint32_t LargestFrame(std::uint32_t ring_size) {
-  const std::uint32_t fifth = (ring_size - kRingHeader) / 5;
-  return fifth - kUnitHeader - kUnitAlignment;
-}
-
 }  // namespace
 
-LiveRing::LiveRing(int camera_id, std::uint32_t size)
+LiveRing::LiveRing(int camera_id, std::uint64_t size)
     : camera_id_(camera_id),
-      size_(size),
+      size_(static_cast<int>(size)),
       no_ring_(Title(camera_id) + ": live pictures now"),
       trouble_(Title(camera_id) + ": live pictures again", kSteady),
       too_large_(Title(camera_id) + ": live pictures again", kSteady) {}
 
 void LiveRing::Create() {
-  const std::lock_guard lock(mutex_);
+  const watchpost::MutexLock lock(mutex_);
   if (size_ != 0) Replace();
 }
 
 void LiveRing::Remove() {
-  const std::lock_guard lock(mutex_);
+  const watchpost::MutexLock lock(mutex_);
   removed_ = true;
   host_.reset();
 }
 
 void LiveRing::SetStatus(CAM_CONN_STATUS status) {
-  const std::lock_guard lock(mutex_);
+  const watchpost::MutexLock lock(mutex_);
   status_ = status;
   if (host_ != nullptr) (void)host_->Ring().ConnStatusSet(status);  // cannot fail
 }
@@ -53,7 +46,7 @@ void LiveRing::SetStatus(CAM_CONN_STATUS status) {
 void LiveRing::Replace() {
   host_.reset();
   std::string error;
-  host_ = watchpost::RingHost::Create(camera_id_, static_cast<int>(size_), error);
+  host_ = watchpost::RingHost::Create(camera_id_, size_, error);
   if (host_ == nullptr) {
     no_ring_.Begin(Title(camera_id_) + ": no live pictures, recording goes on without: " + error);
     next_try_ = Clock::now() + kNextTry;
@@ -66,10 +59,10 @@ void LiveRing::Replace() {
 }
 
 void LiveRing::Publish(const Frame& frame) {
-  const std::lock_guard lock(mutex_);
+  const watchpost::MutexLock lock(mutex_);
   if (host_ == nullptr && size_ != 0 && !removed_ && frame.steady >= next_try_) Replace();
   if (host_ == nullptr) return;
-  if (frame.size > LargestFrame(size_)) {
+  if (static_cast<int>(frame.size) > watchpost::ring::LargestFrame(size_)) {
     // What is in the ring would pass for the present picture.
     if (too_large_.Begin(Title(camera_id_) +
                          ": no live pictures, they are larger than a fifth of the ring; "

@@ -2,12 +2,12 @@
 // fetching thread publishes, the main thread removes.
 #pragma once
 
+#include <watchpost/base/mutex.h>
 #include <watchpost/ipc/ringhost.h>
 
 #include <chrono>
 #include <cstdint>
 #include <memory>
-#include <mutex>
 
 #include "frame.h"
 #include "log.h"
@@ -17,7 +17,7 @@ namespace wpd {
 class LiveRing {
  public:
   /// No ring yet. `size` is that of the segment in bytes; 0 for a camera without one.
-  LiveRing(int camera_id, std::uint32_t size);
+  LiveRing(int camera_id, std::uint64_t size);
 
   /// Makes the ring, and clears what a killed daemon of the camera left. Without one, which a line
   /// in the log explains, everything below does nothing.
@@ -35,17 +35,18 @@ class LiveRing {
  private:
   using Clock = std::chrono::steady_clock;
 
-  bool Put(const Frame& frame);
-  void Replace();
+  bool Put(const Frame& frame) WATCHPOST_REQUIRES(mutex_);
+  void Replace() WATCHPOST_REQUIRES(mutex_);
 
   const int camera_id_;
-  const std::uint32_t size_;
-  std::mutex mutex_;  // guards all below
-  std::unique_ptr<watchpost::RingHost> host_;
-  CAM_CONN_STATUS status_ = CAM_CONN_WAITING;
-  bool removed_ = false;
-  Clock::time_point next_try_;  // to make a ring after that has failed
-  Clock::time_point full_since_ = Clock::time_point::max();
+  const int size_;
+  watchpost::Mutex mutex_;
+  std::unique_ptr<watchpost::RingHost> host_ WATCHPOST_GUARDED_BY(mutex_);
+  CAM_CONN_STATUS status_ WATCHPOST_GUARDED_BY(mutex_) = CAM_CONN_WAITING;
+  bool removed_ WATCHPOST_GUARDED_BY(mutex_) = false;
+  // To make a ring after that has failed.
+  Clock::time_point next_try_ WATCHPOST_GUARDED_BY(mutex_);
+  Clock::time_point full_since_ WATCHPOST_GUARDED_BY(mutex_) = Clock::time_point::max();
   Spell no_ring_;
   Spell trouble_;
   Spell too_large_;

@@ -10,8 +10,10 @@
 namespace wpd {
 namespace {
 
-std::mutex last_trouble_mutex;
-Trouble last_trouble;  // under it
+using watchpost::MutexLock;
+
+watchpost::Mutex last_trouble_mutex;
+Trouble last_trouble WATCHPOST_GUARDED_BY(last_trouble_mutex);
 
 }  // namespace
 
@@ -32,13 +34,13 @@ void Log(const char* format, ...) {
 }
 
 bool SpellState::Begin() {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   well_ = false;
   return !std::exchange(lasting_, true);
 }
 
 bool SpellState::End() {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   if (!lasting_) return false;
   const auto now = std::chrono::steady_clock::now();
   if (!well_) well_since_ = now;
@@ -50,7 +52,7 @@ bool SpellState::End() {
 bool Spell::Begin(const std::string& message) {
   if (!state_.Begin()) return false;
   Log("%s", message.c_str());
-  const std::lock_guard lock(last_trouble_mutex);
+  const MutexLock lock(last_trouble_mutex);
   last_trouble = {message, std::time(nullptr)};
   return true;
 }
@@ -60,7 +62,7 @@ void Spell::End() {
 }
 
 Trouble LastTrouble() {
-  const std::lock_guard lock(last_trouble_mutex);
+  const MutexLock lock(last_trouble_mutex);
   return last_trouble;
 }
 

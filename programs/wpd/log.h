@@ -1,9 +1,10 @@
 // The daemon's messages to the operator, in the system log. Thread-safe.
 #pragma once
 
+#include <watchpost/base/mutex.h>
+
 #include <chrono>
 #include <ctime>
-#include <mutex>
 #include <string>
 
 namespace wpd {
@@ -37,13 +38,13 @@ class SpellState {
 
  private:
   const std::chrono::seconds steady_;
-  std::mutex mutex_;  // guards all below
-  bool lasting_ = false;
-  bool well_ = true;
-  std::chrono::steady_clock::time_point well_since_;
+  watchpost::Mutex mutex_;
+  bool lasting_ WATCHPOST_GUARDED_BY(mutex_) = false;
+  bool well_ WATCHPOST_GUARDED_BY(mutex_) = true;
+  std::chrono::steady_clock::time_point well_since_ WATCHPOST_GUARDED_BY(mutex_);
 };
 
-/// A spell of trouble that is told: one line when it begins and one when it is over, however often
+/// A spell of trouble in the log: one line when it begins and one when it is over, however often
 /// it is reported between. Thread-safe.
 class Spell {
  public:

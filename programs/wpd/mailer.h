@@ -2,38 +2,29 @@
 // thread waits for a process to be made. Thread-safe.
 #pragma once
 
+#include <watchpost/base/mutex.h>
 #include <watchpost/camera/camera.h>
 #include <watchpost/notify/wpmail.h>
 
 #include <chrono>
-#include <condition_variable>
 #include <ctime>
 #include <deque>
-#include <mutex>
 #include <string>
 
-#include "boundedthread.h"
+#include "workerthread.h"
 
 namespace wpd {
 
-class Mailer {
+class Mailer : private WorkerThread::Delegate {
  public:
-  Mailer() = default;
-  Mailer(const Mailer&) = delete;
-  Mailer& operator=(const Mailer&) = delete;
-
-  /// The thread must have ended; see Stop.
-  ~Mailer() = default;
-
-  void Start();
+  void Start() { thread_.Start(); }
 
   /// Sends a mail about a camera soon. `when` and `file` are those of a motion mail. When very many
   /// wait, which takes a machine that can make no process, the mail is left out.
   void Post(WP_MAIL_TYPE type, const Camera& camera, time_t when = 0, const std::string& file = "");
 
-  /// Hands over what waits and ends the thread. False when that takes longer than `limit`: the
-  /// process must then leave without running destructors.
-  bool Stop(std::chrono::milliseconds limit);
+  /// Hands over what waits and ends the thread; see WorkerThread::Stop.
+  bool Stop(std::chrono::milliseconds limit) { return thread_.Stop(limit); }
 
  private:
   struct Mail {
@@ -43,13 +34,13 @@ class Mailer {
     std::string file;
   };
 
-  void Run();
+  std::optional<WorkerThread::Clock::duration> DoWork() override;
+  void AtEnd() override { (void)DoWork(); }  // there is no next time
+  std::optional<Mail> Take();
 
-  std::mutex mutex_;  // guards all below
-  std::condition_variable wake_;
-  std::deque<Mail> waiting_;
-  bool stop_ = false;
-  BoundedThread thread_;
+  watchpost::Mutex mutex_;
+  std::deque<Mail> waiting_ WATCHPOST_GUARDED_BY(mutex_);
+  WorkerThread thread_{*this};
 };
 
 }  // namespace wpd

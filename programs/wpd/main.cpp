@@ -2,19 +2,21 @@
 
 #include <fcntl.h>
 #include <unistd.h>
-#include <watchpost/foundation/wpdb.h>
+#include <watchpost/database/health.h>
+#include <watchpost/database/wpdb.h>
+#include <watchpost/service/daemonsettings.h>
 
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "camerarecord.h"
 #include "daemon.h"
 #include "instancelock.h"
 #include "launcher.h"
 #include "log.h"
-#include "settings.h"
 
 namespace {
 
@@ -30,12 +32,10 @@ int Fail(const std::string& why) {
 
 bool Load(int id, wpd::CameraRecord& record, std::string& error) {
   if (wpd::LoadRecord(id, record)) return true;
-  pg_conn* conn = WPDBConnect();
-  WPDBClose(conn);
   error =
-      conn == nullptr
-          ? "the database \"" + std::string(gszDBName) + "\" on " + gszDBHost + " does not answer"
-          : "there is no camera " + std::to_string(id) + " (wpctl camera list shows all)";
+      watchpost::DatabaseAnswers()
+          ? "there is no camera " + std::to_string(id) + " (wpctl camera list shows all)"
+          : "the database \"" + std::string(gszDBName) + "\" on " + gszDBHost + " does not answer";
   return false;
 }
 
@@ -63,7 +63,10 @@ int Run(const Options& options) {
   }
   lock.WriteProcessId();
   wpd::BlockSignals();
-  return wpd::RunDaemon(wpd::LoadSettings(), record, readiness);
+  std::vector<std::string> problems;
+  const watchpost::DaemonSettings settings = watchpost::LoadDaemonSettings(problems);
+  for (const std::string& problem : problems) wpd::Log("%s", problem.c_str());
+  return wpd::RunDaemon(settings, record, readiness);
 }
 
 }  // namespace

@@ -14,15 +14,13 @@
 #include <vector>
 
 #include "frame.h"
-#include "recordingrow.h"
 
 namespace wpd {
 
 class Recording {
  public:
-  /// Creates the file for a recording that begins with `first`: PREFIXYYYYMMDD-HHMMSS.avi in the
-  /// camera's folder, which is made when it is missing, with -2, -3, ... when that name is taken.
-  /// Null, with `error` filled, when it cannot.
+  /// Creates the file for a recording that begins with `first`, in the camera's folder. Null, with
+  /// `error` filled, when it cannot.
   static std::unique_ptr<Recording> Start(const Camera& camera,
                                           EVENT_CAUSE cause,
                                           const Frame& first,
@@ -47,9 +45,9 @@ class Recording {
   [[nodiscard]] bool IsInPlace() const;
 
   [[nodiscard]] const std::string& Path() const { return path_; }
-  [[nodiscard]] const RecordingRow& Row() const { return row_; }
+  [[nodiscard]] const Event& Row() const { return row_; }
   [[nodiscard]] watchpost::PictureSize Size() const { return size_; }
-  [[nodiscard]] std::uint64_t Bytes() const { return bytes_; }
+  [[nodiscard]] std::uint64_t Bytes() const { return watchpost::WrittenBytes(file_); }
   [[nodiscard]] std::chrono::steady_clock::duration Age(
       std::chrono::steady_clock::time_point now) const {
     return now - first_;
@@ -61,13 +59,12 @@ class Recording {
   void WriteLevels();
   [[nodiscard]] std::uint16_t MeasuredRate() const;
 
-  std::string path_;
   watchpost::PictureSize size_;
   std::uint16_t nominal_rate_;
   std::chrono::steady_clock::time_point first_;
   std::chrono::steady_clock::time_point last_;
-  std::uint64_t bytes_;
-  RecordingRow row_;
+  Event row_;
+  std::string path_;
   MJE_HANDLE file_ = nullptr;
   std::uint64_t inode_ = 0;
   std::unique_ptr<MDLog> levels_;

@@ -1,14 +1,11 @@
 #include "recovery.h"
 
-#include <sys/stat.h>
-#include <watchpost/event/event.h>
 #include <watchpost/event/eventfiles.h>
-#include <watchpost/event/eventlookup.h>
-#include <watchpost/media/avirepair.h>
-#include <watchpost/motion/mdlog.h>
+#include <watchpost/event/eventstore.h>
+#include <watchpost/event/recordingfile.h>
+#include <watchpost/event/recordingrepair.h>
 
 #include <algorithm>
-#include <cmath>
 #include <filesystem>
 #include <string>
 #include <system_error>
@@ -29,69 +26,41 @@ std::vector<std::string> NewestNames(const std::string& folder) {
   std::error_code failure;
   for (std::filesystem::directory_iterator entry(folder, failure), end; !failure && entry != end;
        entry.increment(failure)) {
-    if (entry->path().extension() == ".avi") names.push_back(entry->path().filename());
+    std::string name = entry->path().filename();
+    if (watchpost::IsRecordingName(name)) names.push_back(std::move(name));
   }
   std::sort(names.rbegin(), names.rend());
   if (names.size() > kMostFiles) names.resize(kMostFiles);
   return names;
 }
 
-RecordingRow RowOf(const CameraRecord& record, const std::string& name, long written) {
-  RecordingRow row;
-  row.camera_id = record.camera.GetId();
-  row.path = name;
-  row.file = record.camera.GetStoragePath() + "/" + name;
-  row.cause = EVENT_CAUSE_CONTINUOUS;
-  row.start = written;
-  row.stop = written;
-  row.finished = true;
-  return row;
-}
-
-void Finish(const CameraRecord& record, const std::string& name, RowWriter& rows) {
-  const std::string path = record.camera.GetStoragePath() + "/" + name;
+void Finish(const Camera& camera, const std::string& name, RowWriter& rows) {
+  const std::string path = watchpost::JoinRecordingPath(camera.GetStoragePath(), name);
   watchpost::AviContents contents;
-  struct stat status {};
   if (watchpost::InspectAvi(path.c_str(), contents) != watchpost::kAviUnfinished) return;
-  if (stat(path.c_str(), &status) != 0) return;
-  Event event = watchpost::FindEvent(record.camera.GetId(), name);
-  const std::string title = "camera " + std::to_string(record.camera.GetId()) + ": " + name;
+  Event event(camera.GetId(), 0, 0, EVENT_CAUSE_CONTINUOUS, name);
+  (void)watchpost::FindEvent(camera.GetId(), name, event);  // without one it stays as it is
+  const std::string title = "camera " + std::to_string(camera.GetId()) + ": " + name;
   if (contents.frames == 0) {
     Log("%s was begun before the daemon was killed, and holds no picture: removed", title.c_str());
     (void)RemoveEventFile(path.c_str());        // if it stays, the next start sees it
     if (event.IsSaved()) (void)event.Delete();  // what failed is in the log
     return;
   }
-  RecordingRow row = RowOf(record, name, status.st_mtime);
-  row.start = watchpost::StartOfRecording(name).value_or(row.start);
-  if (event.IsSaved()) {
-    row.start = event.GetStartTime();
-    row.cause = event.GetCause();
-  }
-  row.stop = std::max<long>(row.start, status.st_mtime);
-  const auto seconds = static_cast<double>(row.stop - row.start);
-  const double rate = seconds > 0 ? (contents.frames - 1) / seconds : record.camera.GetFPS();
-  const auto fps = static_cast<std::uint16_t>(std::clamp(std::lround(rate), 1L, 65535L));
-  if (watchpost::RepairAvi(path.c_str(), fps, contents) != watchpost::kAviFinished) {
+  if (watchpost::FinishRecording(path, camera.GetFPS(), event) != watchpost::kAviFinished) {
     return Log("%s was not finished before the daemon was killed, and cannot be: is the disk full?",
                title.c_str());
   }
-  row.width = contents.width;
-  row.height = contents.height;
-  row.frames = static_cast<int>(contents.frames);
-  row.size = static_cast<int>(std::min<std::uint64_t>(contents.bytes, INT32_MAX));
-  (void)RepairMotionLog(path, row.frames);  // there may be none
-  rows.PutRecovered(row);
+  rows.PutRecovered(event, path);
   Log("%s was not finished before the daemon was killed; it is now, with %d pictures",
       title.c_str(),
-      row.frames);
+      event.GetFrameCount());
 }
 
 }  // namespace
 
-void FinishLeftovers(const CameraRecord& record, RowWriter& rows) {
-  for (const std::string& name : NewestNames(record.camera.GetStoragePath()))
-    Finish(record, name, rows);
+void FinishLeftovers(const Camera& camera, RowWriter& rows) {
+  for (const std::string& name : NewestNames(camera.GetStoragePath())) Finish(camera, name, rows);
 }
 
 }  // namespace wpd

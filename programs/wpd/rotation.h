@@ -2,52 +2,43 @@
 // Thread-safe.
 #pragma once
 
-#include <watchpost/camera/camera.h>
 #include <watchpost/event/rotateclient.h>
 
+#include <atomic>
 #include <chrono>
-#include <condition_variable>
-#include <mutex>
 
-#include "boundedthread.h"
+#include "camerarecord.h"
+#include "workerthread.h"
 
 namespace wpd {
 
 /// Whether a limit of the camera is switched on.
 bool IsRotated(const Camera& camera);
 
-class Rotation {
+class Rotation : private WorkerThread::Delegate {
  public:
-  explicit Rotation(const Camera& camera) : camera_(camera) {}
-  Rotation(const Rotation&) = delete;
-  Rotation& operator=(const Rotation&) = delete;
+  /// `record` outlives the object.
+  explicit Rotation(SharedRecord& record) : record_(record) {}
 
-  /// The thread must have ended; see Stop.
-  ~Rotation() = default;
+  void Start() { thread_.Start(); }
 
-  void Start();
-
-  /// Takes over changed limits.
-  void SetCamera(const Camera& camera);
+  /// The camera's limits may have changed.
+  void OnRecordChanged();
 
   /// To be called about once a second: a change that came just as the loop began is asked for
   /// again.
   void OnTick();
 
-  /// Ends the thread. False when the batch at hand takes longer than `limit`: the process must then
-  /// leave without running destructors.
+  /// Ends the thread after the batch at hand; see WorkerThread::Stop.
   bool Stop(std::chrono::milliseconds limit);
 
  private:
-  void Run();
+  std::optional<WorkerThread::Clock::duration> DoWork() override;
 
+  SharedRecord& record_;
   RotateClient client_;
-  std::mutex mutex_;  // guards all below
-  std::condition_variable wake_;
-  Camera camera_;
-  bool changed_ = false;
-  bool stop_ = false;
-  BoundedThread thread_;
+  std::atomic<bool> changed_{false};
+  WorkerThread thread_{*this};
 };
 
 }  // namespace wpd

@@ -1,7 +1,7 @@
 #include "rowjournal.h"
 
 #include <unistd.h>
-#include <watchpost/platform/rootedpath.h>
+#include <watchpost/base/paths.h>
 
 #include <cstdio>
 #include <filesystem>
@@ -10,44 +10,64 @@
 #include <system_error>
 
 namespace wpd {
+namespace {
+
+bool ReadLine(const std::string& line, int camera_id, Event& row) {
+  std::istringstream fields(line);
+  int id = 0;
+  int width = 0;
+  int height = 0;
+  long start = 0;
+  long stop = 0;
+  int frames = 0;
+  int cause = 0;
+  int size = 0;
+  std::string path;
+  fields >> id >> width >> height >> start >> stop >> frames >> cause >> size;
+  fields.get();  // the blank before the path
+  std::getline(fields, path);
+  if (fields.fail() || id != camera_id || path.empty()) return false;
+  row = Event(id, width, height, static_cast<EVENT_CAUSE>(cause), path);
+  row.SetStartTime(start);
+  row.SetEndTime(stop);
+  row.SetFrameCount(frames);
+  row.SetSize(size);
+  return true;
+}
+
+void WriteLine(std::ostream& file, const Event& row) {
+  file << row.GetCameraID() << ' ' << row.GetVideoWidth() << ' ' << row.GetVideoHeight() << ' '
+       << row.GetStartTime() << ' ' << row.GetStopTime() << ' ' << row.GetFrameCount() << ' '
+       << row.GetCause() << ' ' << row.GetSize() << ' ' << row.GetPath() << '\n';
+}
+
+}  // namespace
 
 RowJournal::RowJournal(int camera_id)
-    : camera_id_(camera_id),
-      path_(watchpost::RootedPath("/var/lib/orva/wpd-" + std::to_string(camera_id) + ".rows")) {}
+    : camera_id_(camera_id), path_(watchpost::DaemonJournalFile(camera_id)) {}
 
-std::vector<RecordingRow> RowJournal::Load() const {
-  std::vector<RecordingRow> rows;
+std::vector<Event> RowJournal::Load() const {
+  std::vector<Event> rows;
   std::ifstream file(path_);
   for (std::string line; std::getline(file, line);) {
-    std::istringstream fields(line);
-    RecordingRow row;
-    fields >> row.camera_id >> row.width >> row.height >> row.start >> row.stop >> row.frames >>
-        row.cause >> row.size;
-    fields.get();  // the blank before the path
-    std::getline(fields, row.path);
-    row.finished = true;  // whoever wrote it is gone
-    if (!fields.fail() && row.camera_id == camera_id_ && !row.path.empty()) rows.push_back(row);
+    Event row;
+    if (ReadLine(line, camera_id_, row)) rows.push_back(row);
   }
   return rows;
 }
 
-void RowJournal::Save(const std::vector<RecordingRow>& rows) const {
-  if (rows.empty()) return Remove();
+void RowJournal::Save(const std::vector<Event>& rows) const {
+  if (rows.empty()) {
+    (void)unlink(path_.c_str());  // there may be none
+    return;
+  }
   std::error_code failure;
   std::filesystem::create_directories(std::filesystem::path(path_).parent_path(), failure);
   const std::string fresh = path_ + ".new";
   std::ofstream file(fresh, std::ios::trunc);
-  for (const RecordingRow& row : rows) {
-    file << row.camera_id << ' ' << row.width << ' ' << row.height << ' ' << row.start << ' '
-         << row.stop << ' ' << row.frames << ' ' << row.cause << ' ' << row.size << ' ' << row.path
-         << '\n';
-  }
+  for (const Event& row : rows) WriteLine(file, row);
   file.close();
   if (file) (void)std::rename(fresh.c_str(), path_.c_str());
-}
-
-void RowJournal::Remove() const {
-  (void)unlink(path_.c_str());
 }
 
 }  // namespace wpd

@@ -1,64 +1,55 @@
-// Keeps some of the disk free: looks when a file has ended, when a write has failed and every few
-// seconds, and lets go of the camera's oldest recordings when there is too little. Thread-safe.
+// Keeps some of the disk free: checks when a file has ended, when a write has failed and every few
+// seconds, and removes the camera's oldest recordings when there is too little. Thread-safe.
 #pragma once
 
-#include <watchpost/camera/camera.h>
-
 #include <chrono>
-#include <condition_variable>
 #include <cstdint>
-#include <mutex>
+#include <string>
 
-#include "boundedthread.h"
+#include "camerarecord.h"
 #include "log.h"
 #include "mailer.h"
-#include "settings.h"
+#include "workerthread.h"
 
 namespace wpd {
 
 /// Free space for this process's user where `folder` lies; unknown counts as plenty, writing will
-/// tell.
+/// show.
 std::uint64_t FreeBytes(const std::string& folder);
 
-class SpaceKeeper {
+class SpaceKeeper : private WorkerThread::Delegate {
  public:
-  /// A camera without limits keeps all of its recordings, and its owner is told by `mailer`.
-  SpaceKeeper(const Settings& settings, const Camera& camera, Mailer& mailer);
-  SpaceKeeper(const SpaceKeeper&) = delete;
-  SpaceKeeper& operator=(const SpaceKeeper&) = delete;
+  /// Keeps `floor_bytes` free. A camera without limits keeps all of its recordings, and its owner
+  /// gets a mail through `mailer` when there is too little room for `steady`.
+  SpaceKeeper(std::uint64_t floor_bytes,
+              std::chrono::seconds steady,
+              SharedRecord& record,
+              Mailer& mailer);
 
-  /// The thread must have ended; see Stop.
-  ~SpaceKeeper() = default;
+  void Start() { thread_.Start(); }
 
-  void Start();
-  void SetCamera(const Camera& camera);
+  /// Makes it check soon. Does not block.
+  void Wake() { thread_.Wake(); }
 
-  /// Looks soon. Does not block.
-  void Look();
-
-  /// Ends the thread. False when it takes longer than `limit`: the process must then leave without
-  /// running destructors.
-  bool Stop(std::chrono::milliseconds limit);
+  /// See WorkerThread::Stop.
+  bool Stop(std::chrono::milliseconds limit) { return thread_.Stop(limit); }
 
  private:
-  void Run();
-  void KeepFree(Camera& camera);
-  void TellRemoved(Camera& camera, bool now);
-  int RemoveOldest(Camera& camera, std::uint64_t floor);
-  bool IsStopped();
+  std::optional<WorkerThread::Clock::duration> DoWork() override;
+  void AtEnd() override { LogRemoved(); }
+  void RemoveOldest(const Camera& camera, std::uint64_t floor);
+  void ReportFull(const Camera& camera);
+  void LogRemoved();
 
-  const std::uint64_t wanted_;  // bytes
+  const std::uint64_t wanted_;
+  SharedRecord& record_;
   Mailer& mailer_;
+  // Of the thread alone:
   Spell full_;
-  SpellState told_;
-  int removed_ = 0;  // since the owner was told
-  std::chrono::steady_clock::time_point next_tell_;
-  std::mutex mutex_;  // guards all below
-  std::condition_variable wake_;
-  Camera camera_;
-  bool look_ = false;
-  bool stop_ = false;
-  BoundedThread thread_;
+  SpellState full_mail_;
+  int removed_ = 0;  // and not in the event log yet
+  WorkerThread::Clock::time_point next_entry_;
+  WorkerThread thread_{*this};
 };
 
 }  // namespace wpd

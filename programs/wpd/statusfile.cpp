@@ -1,7 +1,7 @@
 #include "statusfile.h"
 
 #include <unistd.h>
-#include <watchpost/platform/rootedpath.h>
+#include <watchpost/base/paths.h>
 
 #include <cmath>
 #include <cstdio>
@@ -18,7 +18,7 @@ constexpr std::chrono::seconds kInterval{2};
 }  // namespace
 
 StatusFile::StatusFile(int camera_id)
-    : path_(watchpost::RootedPath("/var/run/orva/wpd-" + std::to_string(camera_id) + ".json")),
+    : path_(watchpost::DaemonStatusFile(camera_id)),
       since_(std::time(nullptr)),
       counted_at_(Clock::now()) {}
 

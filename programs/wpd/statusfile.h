@@ -13,7 +13,7 @@ namespace wpd {
 struct Activity {
   std::uint64_t frames = 0;  ///< delivered since the daemon's start
   std::string file;          ///< path of the recording at hand, empty without one
-  int level = 0;             ///< motion level of the last frame that was looked at
+  int level = 0;             ///< motion level of the last frame that was judged
 };
 
 class StatusFile {

@@ -1,17 +1,16 @@
 // The record of one network camera: how to reach it, what it delivers, where and when it is
-// recorded. One row of table "camera", plus its motion regions in table "motion". Reentrant; an
+// recorded. One row of table "camera", plus its motion regions in table "motion". An
 // object is not shared.
 #pragma once
 
-#include <array>
 #include <cstdint>
 #include <list>
 #include <string>
 
+#include "base/export.h"
 #include "camera/camerapreset.h"
 #include "camera/motiondetection.h"
 #include "camera/schedule.h"
-#include "platform/export.h"
 #include "platform/orvadb.h"
 
 class WATCHPOST_API Camera {
@@ -92,12 +91,8 @@ class WATCHPOST_API Camera {
   /// is not known.
   [[nodiscard]] RecordingType GetCurrentSchedule() const noexcept;
 
-  /// One digit a slot, day by day: 168 characters. A slot that holds anything but 0, 1 or 2 adds
-  /// none, which moves all later ones forward.
+  /// As Schedule::ToText and Schedule::FromText.
   [[nodiscard]] std::string StringFromSchedule() const noexcept;
-
-  /// Fills the schedule from 168 characters, each taken as its code less that of '0' without a
-  /// check. A shorter text changes nothing.
   void ScheduleFromString(std::string text) noexcept;
 
   /// Does nothing visible.
@@ -162,11 +157,7 @@ class WATCHPOST_API Camera {
   [[nodiscard]] std::string strSqlUpdate() const noexcept;
 
  private:
-  static constexpr int kDays = 7;
-  static constexpr int kHours = 24;
-
   std::string FormatFields(const std::string& format) const noexcept;
-  void LoadSchedule(const std::string& text) noexcept;
   static void DumpField(const char* key, const char* value) noexcept;
   static void DumpField(const char* key, int value) noexcept;
 
@@ -192,7 +183,7 @@ class WATCHPOST_API Camera {
   std::int32_t sensitivity_ = 99;
   MotionDetection motion_detection_;
   bool motion_log_ = false;
-  std::array<std::array<RecordingType, kHours>, kDays> schedule_{};
+  watchpost::Schedule schedule_;
 };
 
 /// Ids of all stored cameras, ascending, without the temporary record; empty when the database

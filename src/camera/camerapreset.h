@@ -1,10 +1,10 @@
-// A known camera model, from which a camera record can be started. Reentrant.
+// A known camera model, from which a camera record can be started.
 #pragma once
 
 #include <cstdint>
 #include <string>
 
-#include "platform/export.h"
+#include "base/export.h"
 
 /// Access interface of a camera; stored and passed on, never interpreted. Any value may be cast to
 /// it.

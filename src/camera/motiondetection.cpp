@@ -2,12 +2,12 @@
 
 #include <utility>
 
-#include "camera/textlimits_internal.h"
-#include "foundation/dbrow_internal.h"
-#include "foundation/statement_internal.h"
-#include "foundation/utils.h"
+#include "database/textlimits_internal.h"
+#include "database/statement.h"
+#include "database/wpdb.h"
+#include "base/utils.h"
 
-using watchpost::DBRow;
+using watchpost::Row;
 
 MotionRegion::MotionRegion(int left, int top, int right, int bottom, std::string name) noexcept {
   Set(left, top, right, bottom, std::move(name));
@@ -55,7 +55,7 @@ int MotionDetection::Reload(int camera_id) noexcept {
   regions_.clear();
   watchpost::RowCursor rows(result.get());
   while (rows.Next()) {
-    const DBRow row = rows.Row();
+    const Row row = rows.Get();
     regions_.emplace_back(
         row.Int("m_left"), row.Int("top"), row.Int("m_right"), row.Int("bottom"), row.Text("name"));
   }

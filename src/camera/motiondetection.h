@@ -1,11 +1,11 @@
-// Rectangles of a camera's picture in which motion counts, kept in table "motion". Reentrant.
+// Rectangles of a camera's picture in which motion counts, kept in table "motion".
 #pragma once
 
 #include <cstdint>
 #include <string>
 #include <vector>
 
-#include "platform/export.h"
+#include "base/export.h"
 
 /// One named rectangle. Edges are pixels of the camera's picture; neither order nor range is
 /// checked.

@@ -2,10 +2,10 @@
 
 #include <utility>
 
-#include "foundation/dbrow_internal.h"
-#include "foundation/log_internal.h"
-#include "foundation/statement_internal.h"
-#include "foundation/utils.h"
+#include "base/diagnostics_internal.h"
+#include "base/utils.h"
+#include "database/statement.h"
+#include "database/wpdb.h"
 
 using watchpost::FormatStatement;
 
@@ -17,7 +17,7 @@ constexpr char kLogSource[] = "event";
 
 Event::Event(int id) noexcept : id_(id) {
   (void)Reload();
-}  // the id tells whether it was found
+}  // the id shows whether it was found
 
 Event::Event(int cameraId, int width, int height, EVENT_CAUSE cause, std::string path) noexcept
     : camera_id_(cameraId),
@@ -28,7 +28,7 @@ Event::Event(int cameraId, int width, int height, EVENT_CAUSE cause, std::string
 
 int Event::PutRowIntoObj(DBResult* result, unsigned int row) noexcept {
   if (result == nullptr) return -1;
-  const watchpost::DBRow values(result, row);
+  const watchpost::Row values(result, row);
   id_ = values.Int("id");
   camera_id_ = values.Int("camera_id");
   video_width_ = values.Int("video_width");
@@ -61,9 +61,8 @@ int Event::Reload() noexcept {
 std::string Event::strSqlInsert() const noexcept {
   return FormatStatement(
       "INSERT INTO event (id, camera_id, video_width, video_height, start_time, stop_time, "
-      "framecount, cause, "
-      "archived, path, filesize) VALUES (DEFAULT, %d, %d, %d, %ld, %ld, %d, %d, '%d', '%s', "
-      "%d)RETURNING id",
+      "framecount, cause, archived, path, filesize) VALUES (DEFAULT, %d, %d, %d, %ld, %ld, %d, %d, "
+      "'%d', '%s', %d)RETURNING id",
       camera_id_,
       video_width_,
       video_height_,
@@ -79,8 +78,8 @@ std::string Event::strSqlInsert() const noexcept {
 std::string Event::strSqlUpdate() const noexcept {
   return FormatStatement(
       "UPDATE event SET camera_id = %d, video_width = %d, video_height = %d, start_time = %ld, "
-      "stop_time = %ld, "
-      "framecount = %d, cause = %d, archived = '%d', path = '%s', filesize = %d WHERE id = %d ",
+      "stop_time = %ld, framecount = %d, cause = %d, archived = '%d', path = '%s', filesize = %d "
+      "WHERE id = %d ",
       camera_id_,
       video_width_,
       video_height_,

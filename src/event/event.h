@@ -1,11 +1,11 @@
-// One recording: a video file, described by a row of table "event". Reentrant; an object is not
+// One recording: a video file, described by a row of table "event". An object is not
 // shared.
 #pragma once
 
 #include <cstdint>
 #include <string>
 
-#include "platform/export.h"
+#include "base/export.h"
 #include "platform/orvadb.h"
 
 /// Why a recording was made. Recorders may store other values; 0 is never a cause and means "any"
@@ -41,6 +41,8 @@ class WATCHPOST_API Event {
   [[nodiscard]] std::string GetPath() const noexcept { return path_; }
   [[nodiscard]] int GetSize() const noexcept { return file_size_; }
 
+  /// The id of the event's row, once somebody else has inserted or found it (event/eventstore.h).
+  void SetID(int id) noexcept { id_ = id; }
   void SetVideoWidth(int pixels) noexcept { video_width_ = pixels; }
   void SetVideoHeight(int pixels) noexcept { video_height_ = pixels; }
   void SetStartTime(long seconds) noexcept { start_time_ = seconds; }

@@ -5,16 +5,17 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
-#include <cstdlib>
 #include <optional>
 
-#include "event/eventfiles_internal.h"
+#include "event/eventfolder_internal.h"
 #include "event/eventutils.h"
-#include "foundation/dbrow_internal.h"
-#include "foundation/log_internal.h"
-#include "foundation/shell_internal.h"
-#include "foundation/wpdb.h"
-#include "foundation/wplog.h"
+#include "event/recordingfile.h"
+#include "event/wplog.h"
+#include "camera/servicefolder.h"
+#include "database/statement.h"
+#include "database/wpdb.h"
+#include "base/diagnostics_internal.h"
+#include "event/wplog.h"
 #include "platform/orvaea.h"
 
 namespace {
@@ -38,6 +39,13 @@ std::optional<std::list<Camera>> ReadCameras() {
   return cameras;
 }
 
+// Empty unless both the recording and its camera are stored.
+std::string EventFilePath(Event& event) {
+  Camera camera(event.GetCameraID());
+  if (!event.IsSaved() || !camera.IsSaved()) return "";
+  return watchpost::JoinRecordingPath(camera.GetStoragePath(), event.GetPath());
+}
+
 std::string LastName(const std::string& path) {
   return path.substr(path.rfind('/') + 1);
 }
@@ -46,14 +54,8 @@ std::string LastName(const std::string& path) {
 
 int EventFullPath(Camera& camera, Event& event, std::string& path) noexcept {
   if (camera.GetId() != event.GetCameraID()) return -1;
-  path = camera.GetStoragePath() + "/" + event.GetPath();
+  path = watchpost::JoinRecordingPath(camera.GetStoragePath(), event.GetPath());
   return 0;
-}
-
-std::string EventFilePath(Event& event) noexcept {
-  Camera camera(event.GetCameraID());
-  if (!event.IsSaved() || !camera.IsSaved()) return "";
-  return camera.GetStoragePath() + "/" + event.GetPath();
 }
 
 int RemoveEventFile(const char* path) noexcept {
@@ -103,7 +105,7 @@ long long GetTotalSizeOfEventInByte(int cameraId) noexcept {
                        " WHERE camera_id=" + itos(cameraId));
   if (result == nullptr) WP_LOG("Execute failed\n");
   watchpost::RowCursor rows(result.get());
-  return rows.Next() ? std::strtoll(rows.Row().Text("sum"), nullptr, 10) : 0;
+  return rows.Next() ? rows.Get().LongLong("sum") : 0;
 }
 
 bool IsEventComplete(Camera& camera, Event& event) noexcept {
@@ -133,7 +135,7 @@ int ClearObsoleteDir() noexcept {
     if (std::rename(entry.c_str(), target.c_str()) < 0)
       WP_LOG("Remove to tmp %s %s error!", entry.c_str(), target.c_str());
   }
-  if (std::system(("/bin/rm -rf " + watchpost::ShellWord(trash) + " &").c_str()) >= 0) return 0;
+  if (watchpost::RemoveInBackground(trash)) return 0;
   WP_LOG("Remove obsolete dirs error!");
   return -1;
 }

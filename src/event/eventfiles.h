@@ -1,15 +1,15 @@
 // Recordings as files: where they are, whether they are finished, removing them with their rows,
-// and clearing the service's folder of what belongs to no camera. Thread-safe. What fails is told
+// and clearing the service's folder of what belongs to no camera. Thread-safe. What fails is logged
 // in the system log.
 #pragma once
 
 #include <list>
 #include <string>
 
+#include "base/export.h"
+#include "base/utils.h"
 #include "camera/camera.h"
 #include "event/event.h"
-#include "foundation/utils.h"
-#include "platform/export.h"
 
 /// The full path of a recording of `camera`. Returns 0; -1, with `path` untouched, for a recording
 /// of another camera.

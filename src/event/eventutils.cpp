@@ -1,7 +1,7 @@
 #include "event/eventutils.h"
 
-#include "foundation/dbrow_internal.h"
-#include "foundation/utils.h"
+#include "database/statement.h"
+#include "base/utils.h"
 
 namespace {
 
@@ -30,7 +30,7 @@ int GetEventCount(int cameraId, int startTime, int stopTime, EVENT_CAUSE cause) 
   const watchpost::ResultPtr result = watchpost::Query(
       "SELECT count(*) FROM event" + BuildEventFilter(cameraId, startTime, stopTime, cause));
   watchpost::RowCursor rows(result.get());
-  return rows.Next() ? rows.Row().Int("count") : 0;
+  return rows.Next() ? rows.Get().Int("count") : 0;
 }
 
 std::list<Event> GetEvents(

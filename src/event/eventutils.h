@@ -7,7 +7,7 @@
 #include <string>
 
 #include "event/event.h"
-#include "platform/export.h"
+#include "base/export.h"
 
 /// The WHERE clause of a filter, with a leading blank; empty without conditions.
 WATCHPOST_API std::string BuildEventFilter(int cameraId,

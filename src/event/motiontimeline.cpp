@@ -7,7 +7,8 @@
 #include <new>
 
 #include "event/eventutils.h"
-#include "foundation/log_internal.h"
+#include "event/recordingfile.h"
+#include "base/diagnostics_internal.h"
 #include "motion/mdlog.h"
 
 namespace {
@@ -59,7 +60,7 @@ int GetMotionLevel(
     return -1;
   }
   int sensitivity = 0;
-  const std::string path = folder + "/" + event.GetPath();
+  const std::string path = watchpost::JoinRecordingPath(folder, event.GetPath());
   if (FetchMotionLevel(levels.get(), static_cast<int>(frames), path, sensitivity) < 0) return -1;
   const Levels log{levels.get(), frames, sensitivity > 0 ? 100 - sensitivity : 0};
 

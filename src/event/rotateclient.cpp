@@ -4,7 +4,7 @@
 
 #include <cerrno>
 
-#include "foundation/log_internal.h"
+#include "base/diagnostics_internal.h"
 
 namespace {
 

@@ -6,7 +6,7 @@
 
 #include "camera/camera.h"
 #include "event/wprotate.h"
-#include "platform/export.h"
+#include "base/export.h"
 
 class WATCHPOST_API RotateClient {
  public:

@@ -3,26 +3,18 @@
 #include <time.h>
 
 #include <cstdint>
-#include <cstdlib>
 #include <string>
-#include <utility>
 
-#include "event/eventfiles.h"
-#include "event/eventlookup.h"
-#include "event/rotatefilter_internal.h"
-#include "foundation/dbrow_internal.h"
-#include "foundation/log_internal.h"
-#include "foundation/utils.h"
-#include "foundation/wpdb.h"
-#include "foundation/wplog.h"
+#include "base/diagnostics_internal.h"
+#include "base/utils.h"
+#include "event/removal.h"
+#include "event/wplog.h"
 #include "notify/wpmail.h"
 
 namespace {
 
 constexpr char kLogSource[] = "wprotate";
 constexpr int kBatch = 1000;
-constexpr int kNotArchived = 0;
-constexpr int kAnyArchived = -1;
 constexpr double kBytesPerMB = 1048576.0;
 
 // Holds a WPMutex for a scope.
@@ -35,48 +27,6 @@ class ScopedLock {
 
  private:
   WPMutex& mutex_;
-};
-
-// The oldest recordings first.
-std::string SelectOldest(const char* columns, int camera_id, long cutoff, int upperbound) {
-  return std::string("SELECT ") + columns + " FROM " + gszTableEvent +
-         BuildRotateFilter(0, camera_id, 0, cutoff, kNotArchived) + " order by stop_time limit " +
-         itos(upperbound);
-}
-
-// The rows of a batch.
-class OldestRecordings {
- public:
-  OldestRecordings(DBResult* result, std::string folder)
-      : rows_(result), left_(ORVADBNumRows(result)), folder_(std::move(folder)) {}
-
-  // Removes the file of the next one. False at the end, and before a last one that is still being
-  // written: only the newest of a camera's recordings can be.
-  bool RemoveNext() {
-    if (left_ <= 0 || !rows_.Next()) return false;
-    const std::string name = rows_.Row().Text("path");
-    const std::string path = folder_ + "/" + name;
-    if (--left_ == 0 && IsFileLocked(path.c_str()) != 0) return false;
-    // A row that points out of the folder goes without the file.
-    if (watchpost::IsInFolder(name)) (void)RemoveEventFile(path.c_str());
-    last_stop_ = rows_.Row().Long("stop_time");
-    ++removed_;
-    return true;
-  }
-
-  // Of the one removed last.
-  [[nodiscard]] std::uint64_t Bytes() const {
-    return std::strtoull(rows_.Row().Text("filesize"), nullptr, 10);
-  }
-  [[nodiscard]] long LastStop() const { return last_stop_; }
-  [[nodiscard]] int Removed() const { return removed_; }
-
- private:
-  watchpost::RowCursor rows_;
-  int left_;
-  const std::string folder_;
-  long last_stop_ = 0;
-  int removed_ = 0;
 };
 
 }  // namespace
@@ -155,13 +105,8 @@ void WPRotate::DoRotate() noexcept {
 }
 
 double WPRotate::GetTotalSizeOfFilesByDB() noexcept {
-  const watchpost::ResultPtr result =
-      watchpost::Query(std::string("SELECT sum(filesize) FROM ") + gszTableEvent +
-                       BuildRotateFilter(0, camera_id_, 0, 0, kAnyArchived));
-  watchpost::RowCursor rows(result.get());
-  return rows.Next()
-             ? TransformFromByteToMB(static_cast<unsigned long long>(rows.Row().Long("sum")))
-             : 0;
+  double total = 0;
+  return watchpost::ReadTotalSize(camera_id_, total) ? total : 0;
 }
 
 int WPRotate::RemoveFilesFromDBBySize(double excessMB) noexcept {
@@ -212,15 +157,10 @@ double WPRotate::RemoveFileBySizeWithUpperbound(double sizeMB,
     return 1;
   }
   const auto target = static_cast<std::uint64_t>(sizeMB * kBytesPerMB);
-  const watchpost::ResultPtr result =
-      watchpost::Query(SelectOldest("stop_time,path,filesize", camera_id_, 0, upperbound));
-  if (result == nullptr) return 0;
-  OldestRecordings oldest(result.get(), folder);
-  std::uint64_t bytes = 0;
-  while (bytes < target && oldest.RemoveNext()) bytes += oldest.Bytes();
-  removedCount = oldest.Removed();
-  RemoveRows(oldest.LastStop());
-  return TransformFromByteToMB(bytes);
+  const auto batch = watchpost::RemoveOldest(camera_id_, folder, target, upperbound);
+  stalled_ = batch.stalled;
+  removedCount = batch.removed;
+  return TransformFromByteToMB(batch.bytes);
 }
 
 int WPRotate::RemoveFileByDateWithUpperbound(long cutoff,
@@ -233,30 +173,16 @@ int WPRotate::RemoveFileByDateWithUpperbound(long cutoff,
     WP_LOG("Failed to get camera folder");
     return 1;
   }
-  const watchpost::ResultPtr result =
-      watchpost::Query(SelectOldest("stop_time,path", camera_id_, cutoff, upperbound));
-  if (result == nullptr) return 0;
-  OldestRecordings oldest(result.get(), folder);
-  while (oldest.RemoveNext()) {
-  }
-  removedCount = oldest.Removed();
-  RemoveRows(oldest.LastStop());
-  // Rows without a stop time are never removed by it, and would be found again at once.
-  if (oldest.Removed() > 0 && oldest.LastStop() == 0) stalled_ = true;
-  return ORVADBNumRows(result.get()) == upperbound ? 1 : 0;
+  const auto batch = watchpost::RemoveEndedBy(camera_id_, folder, cutoff, upperbound);
+  stalled_ = batch.stalled;
+  removedCount = batch.removed;
+  return batch.rows == upperbound ? 1 : 0;
 }
 
 bool WPRotate::StorageFolder(std::string& folder) noexcept {
   folder = camera_ == nullptr ? "" : camera_->GetStoragePath();
   stalled_ = folder.empty();
   return !stalled_;
-}
-
-// Every row up to the last removed one goes, also one whose file stayed.
-void WPRotate::RemoveRows(long lastStop) noexcept {
-  if (lastStop == 0) return;
-  stalled_ = WPDBExecute(std::string("DELETE FROM ") + gszTableEvent +
-                         BuildRotateFilter(0, camera_id_, 0, lastStop, kNotArchived)) != 0;
 }
 
 void WPRotate::SendMailOnce() noexcept {

@@ -8,9 +8,9 @@
 
 #include <string>
 
+#include "base/export.h"
 #include "camera/camera.h"
 #include "event/wpmutex.h"
-#include "platform/export.h"
 
 enum WP_ROTATE_STATUS : int {
   WP_ROTATE_OK = 0,
@@ -55,14 +55,14 @@ class WATCHPOST_API WPRotate {
   double GetTotalSizeOfFilesByDB() noexcept;
 
   /// Removes the oldest recordings until `excessMB` MiB are gone, or all recordings older than
-  /// `days` days; tells the owner. Returns 0; -1 for an argument that is not above 0, or when a
-  /// stop was asked for.
+  /// `days` days; sends the owner a mail. Returns 0; -1 for an argument that is not above 0, or
+  /// when a stop was asked for.
   int RemoveFilesFromDBBySize(double excessMB) noexcept;
   int RemoveFilesFromDBByDate(int days) noexcept;
 
   /// One batch: removes up to `upperbound` of the oldest recordings until `sizeMB` MiB are gone,
   /// and counts them. Returns the MiB removed; 1 when the camera has no folder, which a line in the
-  /// log tells.
+  /// log says.
   double RemoveFileBySizeWithUpperbound(double sizeMB, int upperbound, int& removedCount) noexcept;
 
   /// One batch of the recordings that had ended by `cutoff` (seconds since the epoch). Returns 1
@@ -71,7 +71,6 @@ class WATCHPOST_API WPRotate {
 
  private:
   bool StorageFolder(std::string& folder) noexcept;
-  void RemoveRows(long lastStop) noexcept;
   void SendMailOnce() noexcept;
   void PauseWhenStalled() noexcept;
 

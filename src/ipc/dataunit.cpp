@@ -3,16 +3,13 @@
 #include <cstddef>
 #include <type_traits>
 
-namespace {
+#include "ipc/ringlayout.h"
 
-constexpr int kHeader = 40;
-constexpr int kAlignment = 4;
-
-}  // namespace
+using watchpost::ring::kUnitHeaderSize;
 
 void DataUnit::AssertLayout() {
   static_assert(std::is_standard_layout_v<DataUnit> && std::is_trivially_copyable_v<DataUnit>);
-  static_assert(sizeof(DataUnit) == kHeader);
+  static_assert(sizeof(DataUnit) == kUnitHeaderSize);
   static_assert(offsetof(DataUnit, size_) == 0);
   static_assert(offsetof(DataUnit, lock_) == 4);
   static_assert(offsetof(DataUnit, sem_offset_) == 28);
@@ -47,7 +44,7 @@ int DataUnit::WriteUnlock() noexcept {
 }
 
 int DataUnit::UnitSize() const noexcept {
-  return (size_ + kHeader + kAlignment - 1) / kAlignment * kAlignment;
+  return watchpost::ring::UnitSize(size_);
 }
 
 void DataUnit::SetTimestamp() noexcept {
@@ -69,13 +66,13 @@ DataUnit* DataUnit::Next() noexcept {
 }
 
 DataUnit* DataUnit::FromDataAddr(unsigned char* payload) noexcept {
-  return reinterpret_cast<DataUnit*>(payload - kHeader);
+  return reinterpret_cast<DataUnit*>(payload - kUnitHeaderSize);
 }
 
 unsigned char* DataUnit::Payload() noexcept {
-  return reinterpret_cast<unsigned char*>(this) + kHeader;
+  return reinterpret_cast<unsigned char*>(this) + kUnitHeaderSize;
 }
 
 const unsigned char* DataUnit::Payload() const noexcept {
-  return reinterpret_cast<const unsigned char*>(this) + kHeader;
+  return reinterpret_cast<const unsigned char*>(this) + kUnitHeaderSize;
 }

@@ -5,7 +5,7 @@
 
 #include <cstdint>
 
-#include "foundation/export.h"
+#include "base/export.h"
 #include "ipc/rwlock.h"
 
 /// Lives inside the data area of a RingBuffer (docs/shared-memory.md), which makes and removes
@@ -22,6 +22,9 @@ class WATCHPOST_API DataUnit {
   int WrLock() noexcept;  ///< for writing; -1 at once when anybody has asked for the lock
   int ReadUnlock() noexcept;
   int WriteUnlock() noexcept;
+
+  /// The unit's lock itself.
+  [[nodiscard]] RWLock& GetLock() noexcept { return lock_; }
 
   [[nodiscard]] int GetSemOffset() const noexcept { return sem_offset_; }
 
@@ -45,8 +48,6 @@ class WATCHPOST_API DataUnit {
   [[nodiscard]] int Size() const noexcept { return size_; }
 
  private:
-  friend class FrameLocker;
-
   static void AssertLayout();
 
   std::int32_t size_;

@@ -1,16 +1,19 @@
+#include "ipc/framelocker_internal.h"
+
 #include <sched.h>
-#include <sys/sem.h>
 #include <time.h>
 
 #include <cerrno>
 
-#include "ipc/framelocker_internal.h"
+#include "ipc/semaphore_internal.h"
 #include "ipc/sharedword_internal.h"
 
+namespace watchpost {
 namespace {
 
 constexpr int kTries = 1000;
 constexpr int kQuickTries = 100;
+constexpr int kClaimTries = kQuickTries + 20;
 
 // Others are at it for microseconds only: lets them go on.
 void GiveWay(int tried) {
@@ -24,45 +27,36 @@ void GiveWay(int tried) {
 
 }  // namespace
 
-FrameLocker::FrameLocker(RingBuffer& ring, bool wants_oldest) noexcept
+FrameLocker::FrameLocker(RingState& ring, bool wants_oldest) noexcept
     : ring_(ring), wants_oldest_(wants_oldest) {
+  const int set_id = ring_.semaphores.SemSetId();
   for (int tried = 0; tried < kTries; ++tried) {
     state_ = kEmpty;
-    if (IsEmpty()) return;
+    if (ring_.IsEmpty()) return;
     state_ = kFailed;
-    counters_.set_id_ = ring_.semaphores_.SemSetId();
-    counters_.base_ = ring_.semaphores_.OldestGroup();
-    if (counters_.LockCounters(true) != 0) return;
+    group_ = ring_.semaphores.OldestGroup();
+    if (TakeSemaphore(set_id, group_ + RWLock::COUNTERS, true) != 0) return;
     if (Take()) return;
-    (void)counters_.UnlockCounters();
+    (void)GiveSemaphore(set_id, group_ + RWLock::COUNTERS);
     if (state_ == kEmpty) return;
     GiveWay(tried);
   }
 }
 
-bool FrameLocker::IsEmpty() const noexcept {
-  const int oldest = watchpost::LoadShared(ring_.oldest_);
-  const int write = watchpost::LoadShared(ring_.write_);  // before wrap_, see WriteAlloc
-  return oldest == write && watchpost::LoadShared(ring_.wrap_) == 0;
-}
-
 // Whether the counters that are held are those of the oldest unit, and that unit is not just being
 // evicted.
 bool FrameLocker::Take() noexcept {
-  const int group = counters_.base_;
-  if (ring_.semaphores_.OldestGroup() != group) return false;
-  const int oldest = watchpost::LoadShared(ring_.oldest_);
-  if (IsEmpty()) {
+  if (ring_.semaphores.OldestGroup() != group_) return false;
+  const int oldest = LoadShared(ring_.oldest);
+  if (ring_.IsEmpty()) {
     state_ = kEmpty;  // the group of the very first frame, which is not in place yet
     return false;
   }
   oldest_ = ring_.StoredUnit(oldest);
-  if (oldest_ == nullptr || oldest_->sem_offset_ != group) return false;
+  if (oldest_ == nullptr || oldest_->GetSemOffset() != group_) return false;
   // The latest one is never evicted: its writer is filling or testing it, and will let go.
-  if (wants_oldest_ && oldest_->lock_.write_requests_ != 0 &&
-      watchpost::LoadShared(ring_.latest_) != oldest) {
+  if (wants_oldest_ && oldest_->GetLock().HasWriter() && LoadShared(ring_.latest) != oldest)
     return false;
-  }
   state_ = kHeld;
   return true;
 }
@@ -70,46 +64,24 @@ bool FrameLocker::Take() noexcept {
 void FrameLocker::Release() noexcept {
   if (state_ != kHeld) return;
   state_ = kEmpty;
-  (void)counters_.UnlockCounters();
-}
-
-// Steps 2 and 3 of a reader's lock, under the counters. Returns whether it was admitted; else it is
-// counted as waiting, and has to pass the gate.
-bool FrameLocker::Register(RWLock& lock) noexcept {
-  ++lock.read_requests_;
-  if (lock.write_requests_ != 0) return false;
-  ++lock.read_grants_;
-  return true;
+  (void)GiveSemaphore(ring_.semaphores.SemSetId(), group_ + RWLock::COUNTERS);
 }
 
 bool FrameLocker::Lock(DataUnit& unit) noexcept {
-  RWLock& lock = unit.lock_;
-  const bool is_other = &unit != oldest_;
-  if (is_other && lock.LockCounters(true) != 0) return false;
-  const bool admitted = Register(lock);
-  if (is_other) (void)lock.UnlockCounters();
+  RWLock& lock = unit.GetLock();
+  const RWLock::Admission admission = lock.Register(&unit == oldest_);
   Release();
-  return admitted || lock.WaitRead(true) == 0;
-}
-
-bool FrameLocker::LockPinned(DataUnit& unit) noexcept {
-  RWLock& lock = unit.lock_;
-  if (lock.LockCounters(true) != 0) return false;
-  const bool admitted = Register(lock);
-  (void)lock.UnlockCounters();
-  return admitted || lock.WaitRead(true) == 0;
+  return lock.Pass(admission);
 }
 
 int FrameLocker::Claim(int set_id, int group) noexcept {
-  RWLock counters{};
-  counters.set_id_ = set_id;
-  counters.base_ = group;
-  for (int tried = 0; tried < kQuickTries + 20; ++tried) {
-    if (counters.LockCounters(false) == 0) return 0;
+  for (int tried = 0; tried < kClaimTries; ++tried) {
+    if (TakeSemaphore(set_id, group + RWLock::COUNTERS, false) == 0) return 0;
     if (errno != EAGAIN) return errno;
-    // Nobody has ever been at a semaphore without a last process: its 0 says nothing.
-    if (semctl(set_id, group + RWLock::COUNTERS, GETPID) == 0) return 0;
+    if (!WasUsed(set_id, group + RWLock::COUNTERS)) return 0;
     GiveWay(tried);
   }
   return EAGAIN;
 }
+
+}  // namespace watchpost

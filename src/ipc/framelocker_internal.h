@@ -2,7 +2,9 @@
 // the ring itself.
 #pragma once
 
-#include "ipc/ringbuffer.h"
+#include "ipc/ringstate.h"
+
+namespace watchpost {
 
 /// As long as one in state kHeld lives, the writer evicts nothing: it holds the counters of the
 /// oldest unit's lock, without which that unit cannot be evicted, and no younger one before it.
@@ -17,7 +19,7 @@ class FrameLocker {
 
   /// `wants_oldest` when that unit is to be read: while it is being evicted there is nothing to
   /// hold then. Otherwise holding its counters is enough, as the eviction ends with taking them.
-  FrameLocker(RingBuffer& ring, bool wants_oldest) noexcept;
+  FrameLocker(RingState& ring, bool wants_oldest) noexcept;
   ~FrameLocker() { Release(); }
   FrameLocker(const FrameLocker&) = delete;
   FrameLocker& operator=(const FrameLocker&) = delete;
@@ -29,9 +31,6 @@ class FrameLocker {
   /// written. False when the semaphores are gone.
   bool Lock(DataUnit& unit) noexcept;
 
-  /// Locks a unit for reading that cannot be evicted, as the caller holds the one before it.
-  static bool LockPinned(DataUnit& unit) noexcept;
-
   /// Writer: waits until nobody is at the counters of a group that nobody has any business with any
   /// more, and keeps others out until the group's next Init. Returns 0, EAGAIN when somebody stays
   /// there, or another errno when the set is gone.
@@ -40,13 +39,12 @@ class FrameLocker {
  private:
   bool Take() noexcept;
   void Release() noexcept;
-  static bool Register(RWLock& lock) noexcept;
 
-  [[nodiscard]] bool IsEmpty() const noexcept;
-
-  RingBuffer& ring_;
+  RingState& ring_;
   const bool wants_oldest_;
-  RWLock counters_{};  // no lock of its own: names set and group
+  int group_ = 0;  // whose counters are held
   DataUnit* oldest_ = nullptr;
   State state_ = kEmpty;
 };
+
+}  // namespace watchpost

@@ -10,9 +10,9 @@
 #include <cerrno>
 #include <cstddef>
 
-#include "foundation/log_internal.h"
-#include "foundation/unique_fd.h"
-#include "foundation/utils.h"
+#include "base/diagnostics_internal.h"
+#include "base/uniquefd.h"
+#include "base/utils.h"
 #include "ipc/sharedword_internal.h"
 
 namespace {
@@ -85,7 +85,7 @@ int ProgressIndicator::ShmGet() noexcept {
     WP_LOG("shmat failed: %s", strerror(errno));
     return -1;
   }
-  // A failure of shmat's own is not told to the log, but must not be written to either.
+  // A failure of shmat's own is not logged, but must not be written to either.
   if (address == reinterpret_cast<void*>(-1)) return -1;
   value_ = static_cast<std::int32_t*>(address);
   return 0;

@@ -1,11 +1,11 @@
 // The progress of a long operation, one number, for other processes to ask. Single-writer: one
-// process sets the value, any number read it. Thread-compatible.
+// process sets the value, any number read it.
 #pragma once
 
 #include <cstdint>
 #include <string>
 
-#include "foundation/export.h"
+#include "base/export.h"
 
 /// The value lies in 4 bytes of shared memory, found through the key file "/tmp/progress-" and the
 /// identifier. The writer makes both at its first Set or Get, and removes both when it is

@@ -5,9 +5,9 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "foundation/export.h"
+#include "base/export.h"
 #include "ipc/dataunit.h"
-#include "ipc/semmgr.h"
+#include "ipc/ringstate.h"
 
 /// State of a camera's connection, kept by its recorder.
 enum CAM_CONN_STATUS : std::int32_t {
@@ -57,7 +57,7 @@ class WATCHPOST_API RingBuffer {
   /// Gives back a unit of ReadLatest or ReadNext. Returns 0; -1 for null.
   int ReadFinish(DataUnit* unit) noexcept;
 
-  /// Whether a segment of that size holds what the header tells; a segment that is not laid out yet
+  /// Whether a segment of that size holds what the header says; a segment that is not laid out yet
   /// does.
   [[nodiscard]] bool Fits(std::size_t segment_size) const noexcept;
 
@@ -67,30 +67,16 @@ class WATCHPOST_API RingBuffer {
   int ConnStatusGet(CAM_CONN_STATUS* status) const noexcept;
 
  private:
-  friend class FrameLocker;
-
-  static void AssertLayout();
-
   int DeleteOldest() noexcept;
   bool Prepare(DataUnit& unit, int size, int group) noexcept;
   DataUnit* PtrFromOffset(int offset) noexcept;
   int OffsetFromPtr(unsigned char* address) noexcept;
-  [[nodiscard]] DataUnit* StoredUnit(int offset) noexcept;
-  [[nodiscard]] int After(int offset, DataUnit& unit) noexcept;
 
-  std::int32_t camera_id_;
-  std::int32_t capacity_;  // of the data area, in bytes
-  // Offsets into the data area, written by the writer alone.
-  std::int32_t write_;
-  std::int32_t oldest_;
-  std::int32_t latest_;
-  std::int32_t wrap_;  // where the stored data ends and goes on at 0; 0 while it does not
-  std::int32_t status_;
-  SemMgr semaphores_;
+  watchpost::RingState state_;
 };
 
 /// Attaches the ring of a camera. Null when there is none, when it must not be attached, or when
-/// the segment is too short for what its header tells. Release it with RingBufferRelease.
+/// the segment is too short for what its header says. Release it with RingBufferRelease.
 WATCHPOST_API RingBuffer* RingBufferGet(int cameraId) noexcept;
 
 /// Detaches a ring; units of it are no longer valid, and should have been given back. Returns the

@@ -1,4 +1,4 @@
-// Follows a camera's live frames, whatever becomes of their recorder. Reentrant.
+// Follows a camera's live frames, whatever becomes of their recorder.
 #pragma once
 
 #include <sys/time.h>
@@ -6,7 +6,7 @@
 #include <chrono>
 #include <optional>
 
-#include "foundation/export.h"
+#include "base/export.h"
 #include "ipc/ringbuffer.h"
 #include "ipc/sharedmemory.h"
 

@@ -5,7 +5,7 @@
 #include <memory>
 #include <string>
 
-#include "foundation/export.h"
+#include "base/export.h"
 #include "ipc/ringbuffer.h"
 #include "ipc/sharedmemory.h"
 
@@ -19,7 +19,7 @@ class WATCHPOST_API RingHost {
   /// another living process keeps a ring under that key.
   static std::unique_ptr<RingHost> Create(int camera_id, int segment_size, std::string& error);
 
-  /// Tells readers that the ring is gone, then removes semaphores and segment. Readers who are
+  /// Marks the ring as gone for its readers, then removes semaphores and segment. Readers who are
   /// attached stay so, and find no new frames.
   ~RingHost();
   RingHost(const RingHost&) = delete;

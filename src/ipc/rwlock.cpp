@@ -1,42 +1,9 @@
 #include "ipc/rwlock.h"
 
-#include <sys/ipc.h>
-#include <sys/sem.h>
-
-#include <cerrno>
 #include <cstddef>
 #include <type_traits>
 
-#include "ipc/semctl_internal.h"
-
-#ifndef __has_feature
-#define __has_feature(feature) 0
-#endif
-#if defined(__SANITIZE_THREAD__) || __has_feature(thread_sanitizer)
-#include <sanitizer/tsan_interface.h>
-#endif
-
-namespace {
-
-// ThreadSanitizer does not see what semop orders: it is told, with an address a semaphore, which is
-// the same for every mapping and copy of a lock.
-#if defined(__SANITIZE_THREAD__) || __has_feature(thread_sanitizer)
-char* AddressOf(int set_id, int semaphore) {
-  static char addresses[1 << 16];
-  return &addresses[static_cast<std::size_t>(set_id * 4099 + semaphore) % sizeof addresses];
-}
-void Acquired(int set_id, int semaphore) {
-  __tsan_acquire(AddressOf(set_id, semaphore));
-}
-void Releasing(int set_id, int semaphore) {
-  __tsan_release(AddressOf(set_id, semaphore));
-}
-#else
-void Acquired(int /*set_id*/, int /*semaphore*/) {}
-void Releasing(int /*set_id*/, int /*semaphore*/) {}
-#endif
-
-}  // namespace
+#include "ipc/semaphore_internal.h"
 
 void RWLock::AssertLayout() {
   static_assert(std::is_standard_layout_v<RWLock> && std::is_trivially_copyable_v<RWLock>);
@@ -50,22 +17,12 @@ void RWLock::AssertLayout() {
 }
 
 int RWLock::SemWait(SEMOFFSET offset, bool wait) noexcept {
-  sembuf take{static_cast<unsigned short>(base_ + offset),
-              -1,
-              static_cast<short>(wait ? SEM_UNDO : SEM_UNDO | IPC_NOWAIT)};
-  int result = semop(set_id_, &take, 1);
-  // Passing because of a signal would be passing without the lock.
-  while (result != 0 && wait && errno == EINTR) result = semop(set_id_, &take, 1);
-  if (result == 0) Acquired(set_id_, base_ + offset);
-  return result;
+  return watchpost::TakeSemaphore(set_id_, base_ + offset, wait);
 }
 
+// The last look at the record: whoever has the semaphore next may overwrite it.
 int RWLock::SemSignal(SEMOFFSET offset) noexcept {
-  // The last look at the record: whoever has the semaphore next may overwrite it.
-  const int set_id = set_id_;
-  sembuf give{static_cast<unsigned short>(base_ + offset), 1, SEM_UNDO};
-  Releasing(set_id, give.sem_num);
-  return semop(set_id, &give, 1);
+  return watchpost::GiveSemaphore(set_id_, base_ + offset);
 }
 
 int RWLock::Init(int semSetId, int base) noexcept {
@@ -78,7 +35,6 @@ int RWLock::Init(int semSetId, int base) noexcept {
   constexpr int kFirstValues[] = {1, 1, 0, 0};  // by SEMOFFSET
   int result = 0;
   for (int offset = COUNTERS; offset <= WRITE_GO && result == 0; ++offset) {
-    Releasing(set_id_, base_ + offset);
     result = watchpost::SetSemaphore(set_id_, base_ + offset, kFirstValues[offset]);
   }
   return result;
@@ -90,11 +46,7 @@ int RWLock::Destroy() noexcept {
 
 int RWLock::ReadLock() noexcept {
   (void)LockCounters(true);  // results of blocking operations are not looked at, by contract
-  ++read_requests_;
-  if (write_requests_ == 0) {
-    ++read_grants_;
-    (void)SignalRead();
-  }
+  if (CountReader()) (void)SignalRead();
   (void)UnlockCounters();
   (void)WaitRead(true);
   return 0;
@@ -102,13 +54,28 @@ int RWLock::ReadLock() noexcept {
 
 int RWLock::TryReadLock() noexcept {
   if (LockCounters(false) != 0) return -1;
-  const bool admitted = write_requests_ == 0;
-  if (admitted) {
-    ++read_requests_;
-    ++read_grants_;
-  }
+  const bool admitted = write_requests_ == 0 && CountReader();
   (void)UnlockCounters();
   return admitted ? 0 : -1;
+}
+
+RWLock::Admission RWLock::Register(bool counters_held) noexcept {
+  if (!counters_held && LockCounters(true) != 0) return Admission::kFailed;
+  const bool admitted = CountReader();
+  if (!counters_held) (void)UnlockCounters();
+  return admitted ? Admission::kAdmitted : Admission::kWaits;
+}
+
+bool RWLock::Pass(Admission admission) noexcept {
+  if (admission == Admission::kWaits) return WaitRead(true) == 0;
+  return admission == Admission::kAdmitted;
+}
+
+bool RWLock::CountReader() noexcept {
+  ++read_requests_;
+  if (write_requests_ != 0) return false;
+  ++read_grants_;
+  return true;
 }
 
 int RWLock::ReadUnlock() noexcept {

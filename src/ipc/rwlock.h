@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-#include "foundation/export.h"
+#include "base/export.h"
 
 /// Six 32-bit words and no pointer, part of each stored frame (docs/shared-memory.md). A process
 /// that ends gives back, through SEM_UNDO, what it did to the semaphores; counters keep what it
@@ -42,10 +42,30 @@ class WATCHPOST_API RWLock {
   int TryReadLock() noexcept;
   int TryWriteLock() noexcept;
 
- private:
-  friend class FrameLocker;  // admits readers to frames that may be evicted meanwhile
+  // --- ReadLock in two halves, for the ring, which keeps a unit in place until its reader is
+  // counted ---
 
+  enum class Admission {
+    kAdmitted,  ///< the lock is held
+    kWaits,     ///< the reader is counted, and has to pass the gate
+    kFailed,    ///< the set is gone
+  };
+
+  /// Counts a reader. `counters_held` says that the caller has taken the semaphore COUNTERS, and
+  /// gives it back; otherwise both is done here.
+  Admission Register(bool counters_held) noexcept;
+
+  /// Waits at the gate where that is needed. Whether the lock is held now.
+  bool Pass(Admission admission) noexcept;
+
+  /// Whether a writer has asked; for who holds COUNTERS.
+  [[nodiscard]] bool HasWriter() const noexcept { return write_requests_ != 0; }
+
+ private:
   static void AssertLayout();
+
+  /// Counts a reader, under COUNTERS; whether it was admitted.
+  bool CountReader() noexcept;
 
   int SemWait(SEMOFFSET offset, bool wait) noexcept;
   int SemSignal(SEMOFFSET offset) noexcept;

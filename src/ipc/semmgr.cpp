@@ -11,18 +11,19 @@
 #include <string>
 #include <type_traits>
 
-#include "foundation/log_internal.h"
-#include "foundation/unique_fd.h"
+#include "base/diagnostics_internal.h"
+#include "base/uniquefd.h"
+#include "ipc/ringlayout.h"
 #include "ipc/sharedword_internal.h"
 
 namespace {
 
 using watchpost::LoadShared;
 using watchpost::StoreShared;
+using watchpost::ring::kGroup;
 
 constexpr char kLogSource[] = "semmgr";
 constexpr char kLimits[] = "/proc/sys/kernel/sem";
-constexpr int kGroup = 4;
 constexpr int kSetsInAll = 16;
 constexpr int kOwnerOnly = 0700;
 

@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-#include "foundation/export.h"
+#include "base/export.h"
 
 /// The System V key of a camera's semaphore set and of its shared-memory segment. Only the low 16
 /// bits of the id count.

@@ -1,4 +1,4 @@
-// Owners of System V shared memory. Reentrant.
+// Owners of System V shared memory.
 #pragma once
 
 #include <sys/ipc.h>

@@ -3,7 +3,7 @@
 #include <ctime>
 #include <type_traits>
 
-#include "foundation/log_internal.h"
+#include "base/diagnostics_internal.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 
 #include <cstdint>
 
-#include "foundation/export.h"
+#include "base/export.h"
 
 /// A plain record that lies in memory which all its users map. Who waits holds the lock, and asks
 /// Started() again after each wake-up: starts and stops that come together cancel out, and waking

@@ -11,9 +11,9 @@
 #include <optional>
 #include <vector>
 
-#include "foundation/byteorder.h"
-#include "foundation/unique_fd.h"
-#include "media/aviheader_internal.h"
+#include "base/byteorder_internal.h"
+#include "base/uniquefd.h"
+#include "media/avibuilder_internal.h"
 #include "media/jpegsize.h"
 
 namespace watchpost {
@@ -21,11 +21,6 @@ namespace {
 
 // Enough of a frame to find its size in.
 constexpr std::size_t kFrameStart = 64 << 10;
-// The 8 bytes that an empty recording has behind its empty index.
-constexpr std::uint64_t kEmptyTail = 8;
-
-using Start = std::array<unsigned char, avi::kFramesAt>;
-
 bool ReadAt(int fd, std::uint64_t at, unsigned char* to, std::size_t length) {
   while (length > 0) {
     const ssize_t n = pread(fd, to, length, static_cast<off_t>(at));
@@ -53,24 +48,10 @@ std::uint64_t SizeOf(int fd) {
   return fstat(fd, &status) == 0 ? static_cast<std::uint64_t>(status.st_size) : 0;
 }
 
-// The fixed parts of the header block: what differs from file to file are numbers.
-bool IsOurs(const Start& start) {
-  const avi::Header::Image fresh = avi::Header().Bytes();
-  const auto same = [&](std::size_t offset, std::size_t length) {
-    return std::memcmp(start.data() + avi::kHeaderAt + offset, fresh.data() + offset, length) == 0;
-  };
-  return std::memcmp(start.data(), "RIFF", 4) == 0 &&
-         std::memcmp(start.data() + 8, "AVI ", 4) == 0 && same(0, 20) && same(76, 28) &&
-         same(144, 12) && same(192, 20) &&
-         std::memcmp(start.data() + avi::kMoviListAt, "LIST", 4) == 0 &&
-         std::memcmp(start.data() + avi::kMoviCodeAt, "movi", 4) == 0;
-}
-
 // The whole frames from the first one on.
 struct Frames {
   std::vector<std::uint32_t> sizes;  // padded
-  std::uint64_t data_bytes = 0;
-  std::uint64_t end = avi::kFramesAt;  // of the last whole frame
+  avi::FrameTotals totals;
 };
 
 // The size of the whole frame chunk at `at`; nothing when there is none.
@@ -87,28 +68,27 @@ std::optional<std::uint32_t> FrameAt(int fd, std::uint64_t at, std::uint64_t fil
 
 Frames FindFrames(int fd, std::uint64_t file_size) {
   Frames frames;
-  while (const auto size = FrameAt(fd, frames.end, file_size)) {
+  while (const auto size = FrameAt(fd, frames.totals.End(), file_size)) {
     frames.sizes.push_back(*size);
-    frames.data_bytes += *size;
-    frames.end += avi::kChunkHeaderSize + *size;
+    frames.totals.Add(*size);
   }
   return frames;
 }
 
 // A power cut may leave a frame of zeros, its length in place and its bytes not.
-void DropHollowFrames(int fd, Frames& frames) {
+void DropZeroedFrames(int fd, Frames& frames) {
   while (!frames.sizes.empty()) {
     const std::uint32_t size = frames.sizes.back();
     unsigned char first[2] = {};
     unsigned char last[avi::kFrameAlignment] = {};
-    if (ReadAt(fd, frames.end - size, first, sizeof first) && first[0] == 0xFF &&
-        first[1] == 0xD8 && ReadAt(fd, frames.end - sizeof last, last, sizeof last) &&
+    if (ReadAt(fd, frames.totals.End() - size, first, sizeof first) && first[0] == 0xFF &&
+        first[1] == 0xD8 && ReadAt(fd, frames.totals.End() - sizeof last, last, sizeof last) &&
         std::any_of(std::begin(last), std::end(last), [](unsigned char c) { return c != 0; })) {
       return;
     }
     frames.sizes.pop_back();
-    frames.data_bytes -= size;
-    frames.end -= avi::kChunkHeaderSize + size;
+    --frames.totals.frames;
+    frames.totals.data_bytes -= size;
   }
 }
 
@@ -123,7 +103,10 @@ std::optional<PictureSize> FirstPicture(int fd, const Frames& frames) {
 
 // Whether the file says of itself that it is finished: sizes that fit it, and an index of every
 // frame.
-bool IsFinished(int fd, const Start& start, std::uint64_t file_size, std::uint32_t& frames) {
+bool IsFinished(int fd,
+                const avi::FileStart& start,
+                std::uint64_t file_size,
+                std::uint32_t& frames) {
   const std::uint64_t riff_size = LoadLe32(start.data() + avi::kRiffSizeAt);
   const std::uint64_t movi_end =
       avi::kMoviCodeAt + std::uint64_t{LoadLe32(start.data() + avi::kMoviSizeAt)};
@@ -134,13 +117,14 @@ bool IsFinished(int fd, const Start& start, std::uint64_t file_size, std::uint32
   if (std::memcmp(head, avi::kIndexCode, 4) != 0 || index_size % avi::kIndexEntrySize != 0)
     return false;
   frames = static_cast<std::uint32_t>(index_size / avi::kIndexEntrySize);
-  const std::uint64_t end = movi_end + sizeof head + index_size + (frames == 0 ? kEmptyTail : 0);
+  const std::uint64_t end =
+      movi_end + sizeof head + index_size + (frames == 0 ? avi::kEmptyTail : 0);
   return end == file_size && frames == avi::FramesOf(start.data() + avi::kHeaderAt);
 }
 
 struct Opened {
   UniqueFd fd;
-  Start start{};
+  avi::FileStart start{};
   AviState state = kAviUnreadable;
 };
 
@@ -156,7 +140,7 @@ Opened Open(const char* path, int flags) {
     return opened;
   }
   if (!ReadAt(opened.fd.Get(), 0, opened.start.data(), opened.start.size())) return opened;
-  if (IsOurs(opened.start)) opened.state = kAviUnfinished;
+  if (avi::HasOurLayout(opened.start)) opened.state = kAviUnfinished;
   return opened;
 }
 
@@ -173,8 +157,8 @@ Frames Examine(Opened& opened, AviContents& contents) {
     return frames;
   }
   frames = FindFrames(opened.fd.Get(), file_size);
-  DropHollowFrames(opened.fd.Get(), frames);
-  contents.frames = static_cast<std::uint32_t>(frames.sizes.size());
+  DropZeroedFrames(opened.fd.Get(), frames);
+  contents.frames = frames.totals.frames;
   if (const auto size = FirstPicture(opened.fd.Get(), frames)) {
     contents.width = size->width;
     contents.height = size->height;
@@ -183,43 +167,26 @@ Frames Examine(Opened& opened, AviContents& contents) {
 }
 
 std::vector<unsigned char> IndexOf(const Frames& frames) {
-  const std::size_t size = frames.sizes.size() * avi::kIndexEntrySize;
-  std::vector<unsigned char> index(avi::kChunkHeaderSize + size);
-  std::memcpy(index.data(), avi::kIndexCode, 4);
-  StoreLe32(index.data() + 4, static_cast<std::uint32_t>(size));
+  std::vector<unsigned char> index(avi::kChunkHeaderSize + frames.totals.IndexSize());
+  avi::StoreChunkHead(index.data(), avi::kIndexCode, frames.totals.IndexSize());
   unsigned char* to = index.data() + avi::kChunkHeaderSize;
   std::uint32_t offset = avi::kFirstFrameOffset;
-  for (const std::uint32_t frame : frames.sizes) {
-    std::memcpy(to, avi::kFrameCode, 4);
-    StoreLe32(to + 4, avi::kIndexFlags);
-    StoreLe32(to + 8, offset);
-    StoreLe32(to + 12, frame);
-    offset += static_cast<std::uint32_t>(avi::kChunkHeaderSize) + frame;
+  for (const std::uint32_t size : frames.sizes) {
+    avi::StoreIndexEntry(to, offset, size);
+    offset += static_cast<std::uint32_t>(avi::kChunkHeaderSize) + size;
     to += avi::kIndexEntrySize;
   }
   return index;
 }
 
-Start StartOf(const Frames& frames, const AviContents& contents, std::uint16_t fps) {
-  Start start{};
-  const std::size_t count = frames.sizes.size();
+avi::FileStart StartOf(const Frames& frames, const AviContents& contents, std::uint16_t fps) {
   avi::Header header;
-  header.Update({.frames = static_cast<std::uint32_t>(count),
+  header.Update({.frames = frames.totals.frames,
                  .width = contents.width,
                  .height = contents.height,
                  .micros_per_frame = avi::kTimeBase / std::max<std::uint32_t>(fps, 1),
-                 .data_bytes = frames.data_bytes});
-  std::memcpy(start.data(), "RIFF", 4);
-  StoreLe32(start.data() + avi::kRiffSizeAt,
-            static_cast<std::uint32_t>((avi::kChunkHeaderSize + avi::kIndexEntrySize) * count +
-                                       frames.data_bytes + avi::kFramesAt));
-  std::memcpy(start.data() + 8, "AVI ", 4);
-  std::memcpy(start.data() + avi::kHeaderAt, header.Bytes().data(), avi::kHeaderSize);
-  std::memcpy(start.data() + avi::kMoviListAt, "LIST", 4);
-  StoreLe32(start.data() + avi::kMoviSizeAt,
-            static_cast<std::uint32_t>(avi::kChunkHeaderSize * count + frames.data_bytes + 4));
-  std::memcpy(start.data() + avi::kMoviCodeAt, "movi", 4);
-  return start;
+                 .data_bytes = frames.totals.data_bytes});
+  return avi::BuildStart(header, frames.totals.RiffSize(), frames.totals.MoviSize());
 }
 
 }  // namespace
@@ -228,7 +195,7 @@ AviState InspectAvi(const char* path, AviContents& contents) noexcept {
   contents = {};
   if (path == nullptr) return kAviUnreadable;
   Opened opened = Open(path, O_RDONLY);
-  if (opened.state == kAviUnfinished) (void)Examine(opened, contents);  // tells by the state
+  if (opened.state == kAviUnfinished) (void)Examine(opened, contents);  // the state is the answer
   return opened.state;
 }
 
@@ -242,13 +209,14 @@ AviState RepairAvi(const char* path, std::uint16_t fps, AviContents& contents) n
   const Frames frames = Examine(opened, contents);
   if (opened.state != kAviUnfinished || frames.sizes.empty() || contents.width == 0)
     return opened.state;
+  const std::uint64_t end = frames.totals.End();
   const std::vector<unsigned char> index = IndexOf(frames);
-  const Start start = StartOf(frames, contents, fps);
+  const avi::FileStart start = StartOf(frames, contents, fps);
   // The header last: until it is there, the file is unfinished.
-  const bool written = ftruncate(fd, static_cast<off_t>(frames.end)) == 0 &&
-                       WriteAt(fd, frames.end, index.data(), index.size()) && fdatasync(fd) == 0 &&
+  const bool written = ftruncate(fd, static_cast<off_t>(end)) == 0 &&
+                       WriteAt(fd, end, index.data(), index.size()) && fdatasync(fd) == 0 &&
                        WriteAt(fd, 0, start.data(), start.size()) && fdatasync(fd) == 0;
-  contents.bytes = frames.end + index.size();
+  contents.bytes = end + index.size();
   return written ? kAviFinished : kAviUnfinished;
 }
 

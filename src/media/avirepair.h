@@ -1,10 +1,10 @@
 // Finishing recordings whose writer died: index and header are made again from the frames that are
-// there. Reentrant.
+// there.
 #pragma once
 
 #include <cstdint>
 
-#include "foundation/export.h"
+#include "base/export.h"
 
 namespace watchpost {
 
@@ -24,14 +24,14 @@ struct AviContents {
   std::uint16_t height = 0;
 };
 
-/// Looks at the recording at `path`. `contents` receives what a finished one tells, or what the
+/// Inspects the recording at `path`. `contents` receives what a finished one says, or what the
 /// whole frames of an unfinished one come to. Reads the headers of all frames of an unfinished
 /// file, 8 bytes each.
 WATCHPOST_API AviState InspectAvi(const char* path, AviContents& contents) noexcept;
 
 /// Finishes an unfinished recording: cuts a last frame that is not whole, writes index and header
 /// with `fps` frames a second (1 to 65535), and syncs the file. Changes nothing about any other.
-/// Returns kAviFinished when the file is finished now; `contents` then tells what is in it. A
+/// Returns kAviFinished when the file is finished now; `contents` then says what is in it. A
 /// failing write leaves an unfinished file, to be repaired again.
 WATCHPOST_API AviState RepairAvi(const char* path,
                                  std::uint16_t fps,

@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <optional>
 
-#include "foundation/export.h"
+#include "base/export.h"
 
 namespace watchpost {
 
@@ -16,7 +16,7 @@ struct PictureSize {
 };
 
 /// Walks the markers up to the frame header (ITU-T T.81, annex B). Nothing when the bytes are no
-/// JPEG picture, end before that, or tell a size of 0.
+/// JPEG picture, end before that, or give a size of 0.
 WATCHPOST_API std::optional<PictureSize> ReadJpegSize(const unsigned char* data, std::size_t size);
 
 }  // namespace watchpost

@@ -1,10 +1,10 @@
-// Reading recordings frame by frame: the JPEG bytes of each, in order or by number. Reentrant; one
+// Reading recordings frame by frame: the JPEG bytes of each, in order or by number. One
 // thread at a time uses a handle. Nothing is decoded and nothing is logged.
 #pragma once
 
 #include <cstdint>
 
-#include "foundation/export.h"
+#include "base/export.h"
 
 /// Results of the reader's functions.
 enum MJD_STATUS : int {
@@ -20,7 +20,7 @@ enum MJD_STATUS : int {
 struct MJD_STATE;
 using MJD_HANDLE = MJD_STATE*;
 
-/// What a file tells of its pictures.
+/// What a file says of its frames.
 struct MJD_ATTRIBUTE {
   std::uint8_t fps;  ///< frames a second, whole
   std::uint16_t width;
@@ -33,7 +33,7 @@ extern "C" {
 /// Opens a recording, or any local file with a Motion-JPEG stream that libavformat reads; the first
 /// such stream counts; libavformat is loaded at the first call, and without it no file opens. On
 /// success stores a handle, which MJD_FinishDecompress frees. Returns MJD_OK, MJD_ERR_PARAM for a
-/// null argument, MJD_ERR_READ, MJD_ERR_MEMORY. A file whose writer never finished tells one frame:
+/// null argument, MJD_ERR_READ, MJD_ERR_MEMORY. A file whose writer never finished shows one frame:
 /// repair it first (avirepair.h).
 WATCHPOST_NODISCARD WATCHPOST_API int MJD_CreateDecompress(MJD_HANDLE* handle,
                                                            const char* path) noexcept;

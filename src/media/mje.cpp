@@ -9,17 +9,14 @@
 #include <array>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <memory>
 #include <new>
 
-#include "foundation/byteorder.h"
-#include "foundation/list.h"
-#include "foundation/unique_fd.h"
-#include "media/aviheader_internal.h"
+#include "base/list.h"
+#include "base/uniquefd.h"
+#include "media/avibuilder_internal.h"
 
 namespace avi = watchpost::avi;
-using watchpost::StoreLe32;
 
 namespace {
 
@@ -48,33 +45,16 @@ struct MJE_STATE {
   std::uint16_t width = 0;
   std::uint16_t height = 0;
   std::uint16_t fps = 0;
-  std::uint32_t frame_count = 0;
   std::unique_ptr<list_node, IndexDeleter>
       index;                        // one node a frame; one without data before the first
   list_node* index_back = nullptr;  // its last node, so that appending costs no walk
   const IndexEntry* last_entry = nullptr;
-  std::uint64_t data_bytes = 0;  // padded sizes of all frames
-  std::uint64_t riff_size = 0;
+  avi::FrameTotals totals;
   watchpost::UniqueFd fd;
   avi::Header header;
 };
 
 namespace {
-
-std::uint32_t IndexSize(const MJE_STATE& state) {
-  return static_cast<std::uint32_t>(avi::kIndexEntrySize * state.frame_count);
-}
-
-std::uint32_t MoviSize(const MJE_STATE& state) {
-  return static_cast<std::uint32_t>(avi::kChunkHeaderSize * state.frame_count + state.data_bytes +
-                                    4);
-}
-
-// Where the next chunk begins.
-off_t FileEnd(const MJE_STATE& state) {
-  return static_cast<off_t>(avi::kFramesAt + avi::kChunkHeaderSize * state.frame_count +
-                            state.data_bytes);
-}
 
 // Writes all of it; false as soon as a write fails.
 bool WriteAll(int fd, const unsigned char* buffer, std::size_t length) {
@@ -103,15 +83,8 @@ bool WriteAll(int fd, std::array<iovec, N> pieces) {
   return true;
 }
 
-bool WriteAviHeader(const MJE_STATE& state) {
-  std::array<unsigned char, avi::kFramesAt> start{};
-  std::memcpy(start.data(), "RIFF", 4);
-  StoreLe32(start.data() + avi::kRiffSizeAt, static_cast<std::uint32_t>(state.riff_size));
-  std::memcpy(start.data() + 8, "AVI ", 4);
-  std::memcpy(start.data() + avi::kHeaderAt, state.header.Bytes().data(), avi::kHeaderSize);
-  std::memcpy(start.data() + avi::kMoviListAt, "LIST", 4);
-  StoreLe32(start.data() + avi::kMoviSizeAt, MoviSize(state));
-  std::memcpy(start.data() + avi::kMoviCodeAt, "movi", 4);
+bool WriteAviHeader(const MJE_STATE& state, std::uint32_t riff_size) {
+  const avi::FileStart start = avi::BuildStart(state.header, riff_size, state.totals.MoviSize());
   return WriteAll(state.fd.Get(), start.data(), start.size());
 }
 
@@ -119,25 +92,19 @@ bool WriteAviHeader(const MJE_STATE& state) {
 // of these files rely on nothing behind the chunk, and files have always ended so.
 bool WriteTailToFile(const MJE_STATE& state) {
   constexpr std::size_t kEntriesAtOnce = 4096;
-  constexpr std::size_t kEntryStart = 8;
   std::array<unsigned char, avi::kIndexEntrySize * kEntriesAtOnce> block;
-  std::memcpy(block.data(), avi::kIndexCode, 4);
-  StoreLe32(block.data() + 4, IndexSize(state));
+  avi::StoreChunkHead(block.data(), avi::kIndexCode, state.totals.IndexSize());
   std::size_t held = avi::kChunkHeaderSize;
   for (const list_node* node = state.index.get(); node != nullptr; node = node->next) {
     if (held + avi::kIndexEntrySize > block.size()) {
       if (!WriteAll(state.fd.Get(), block.data(), held)) return false;
       held = 0;
     }
-    unsigned char* to = block.data() + held;
-    std::memcpy(to, avi::kFrameCode, 4);
-    StoreLe32(to + 4, avi::kIndexFlags);
-    held += kEntryStart;
     const auto* entry = static_cast<const IndexEntry*>(node->data);
-    if (entry == nullptr) continue;
-    StoreLe32(to + 8, entry->offset);
-    StoreLe32(to + 12, entry->size);
-    held += avi::kIndexEntrySize - kEntryStart;
+    const IndexEntry none{};
+    const IndexEntry& written = entry == nullptr ? none : *entry;
+    avi::StoreIndexEntry(block.data() + held, written.offset, written.size);
+    held += entry == nullptr ? avi::kEmptyTail : avi::kIndexEntrySize;
   }
   return WriteAll(state.fd.Get(), block.data(), held);
 }
@@ -148,7 +115,7 @@ int OpenFile(MJE_STATE& state) {
   state.fd.Reset(fd);
   // The file is truncated before the lock is tried: whoever holds it has lost its frames by now.
   if (flock(fd, LOCK_EX | LOCK_NB) != 0) return MJE_ERR_OPEN;
-  if (!WriteAviHeader(state)) return MJE_ERR_WRITE;
+  if (!WriteAviHeader(state, 0)) return MJE_ERR_WRITE;
   state.index.reset(list_push_back(nullptr, nullptr));
   state.index_back = state.index.get();
   return state.index == nullptr ? MJE_ERR_MEMORY : MJE_OK;
@@ -188,8 +155,7 @@ bool WriteChunk(const MJE_STATE& state,
                 unsigned int size,
                 std::uint32_t padding) {
   unsigned char head[avi::kChunkHeaderSize];
-  std::memcpy(head, avi::kFrameCode, 4);
-  StoreLe32(head + 4, size + padding);
+  avi::StoreChunkHead(head, avi::kFrameCode, size + padding);
   unsigned char zeros[avi::kFrameAlignment] = {};
   return WriteAll(state.fd.Get(),
                   std::array{iovec{head, sizeof head},
@@ -221,13 +187,9 @@ int MJE_CreateCompress(MJE_HANDLE* handle,
 int MJE_WriteFrame(MJE_HANDLE* handle, const unsigned char* data, unsigned int size) noexcept {
   if (handle == nullptr || *handle == nullptr || data == nullptr || size == 0) return MJE_ERR_PARAM;
   MJE_STATE& state = **handle;
-  const std::uint32_t padding =
-      (avi::kFrameAlignment - size % avi::kFrameAlignment) % avi::kFrameAlignment;
-  const std::uint64_t padded = std::uint64_t{size} + padding;
-  constexpr std::uint64_t kIndexAndHead = avi::kChunkHeaderSize + avi::kIndexEntrySize;
-  if (state.data_bytes + padded + kIndexAndHead * state.frame_count + 242 > avi::kLargestFile) {
-    return MJE_ERR_FULL;
-  }
+  const std::uint64_t padded = avi::PaddedSize(size);
+  const auto padding = static_cast<std::uint32_t>(padded - size);
+  if (!state.totals.HasRoomFor(padded)) return MJE_ERR_FULL;
   IndexEntry* entry = AllocJpegDataToList(state);
   if (entry == nullptr) return MJE_ERR_MEMORY;
   entry->size = static_cast<std::uint32_t>(padded);
@@ -237,7 +199,7 @@ int MJE_WriteFrame(MJE_HANDLE* handle, const unsigned char* data, unsigned int s
                                                avi::kChunkHeaderSize);
   }
   if (!WriteChunk(state, data, size, padding)) {
-    const off_t end = FileEnd(state);
+    const auto end = static_cast<off_t>(state.totals.End());
     // A file that cannot be cut keeps half a chunk behind its last frame, which finishing writes
     // over.
     (void)lseek(state.fd.Get(), end, SEEK_SET);
@@ -246,8 +208,7 @@ int MJE_WriteFrame(MJE_HANDLE* handle, const unsigned char* data, unsigned int s
     return MJE_ERR_WRITE;
   }
   state.last_entry = entry;
-  state.data_bytes += padded;
-  ++state.frame_count;
+  state.totals.Add(padded);
   return MJE_OK;
 }
 
@@ -268,14 +229,21 @@ int MJE_FinishCompress(MJE_HANDLE* handle) noexcept {
   const std::unique_ptr<MJE_STATE> state(*handle);
   *handle = nullptr;
   if (state == nullptr) return MJE_OK;
-  state->riff_size = (avi::kChunkHeaderSize + avi::kIndexEntrySize) * state->frame_count +
-                     state->data_bytes + avi::kFramesAt;
   bool written = WriteTailToFile(*state);
-  state->header.Update({.frames = state->frame_count,
+  state->header.Update({.frames = state->totals.frames,
                         .width = state->width,
                         .height = state->height,
                         .micros_per_frame = avi::kTimeBase / state->fps,
-                        .data_bytes = state->data_bytes});
-  written = lseek(state->fd.Get(), 0, SEEK_SET) == 0 && WriteAviHeader(*state) && written;
+                        .data_bytes = state->totals.data_bytes});
+  written = lseek(state->fd.Get(), 0, SEEK_SET) == 0 &&
+            WriteAviHeader(*state, state->totals.RiffSize()) && written;
   return written ? MJE_OK : MJE_ERR_WRITE;
 }
+
+namespace watchpost {
+
+std::uint64_t WrittenBytes(MJE_HANDLE handle) noexcept {
+  return handle == nullptr ? 0 : handle->totals.End();
+}
+
+}  // namespace watchpost

@@ -6,7 +6,7 @@
 
 #include <cstdint>
 
-#include "foundation/export.h"
+#include "base/export.h"
 
 /// Results of the writer's operations.
 enum MJE_STATUS : int {
@@ -25,7 +25,7 @@ extern "C" {
 
 /// Creates the file at `path` (cut to 4,095 bytes, mode 0644), truncating an existing one, locks it
 /// and writes a provisional header. `width` and `height` in pixels and `fps` in frames a second are
-/// above 0; the finished header tells them. On success returns MJE_OK and stores a handle, which
+/// above 0; the finished header holds them. On success returns MJE_OK and stores a handle, which
 /// MJE_FinishCompress frees. On failure `*handle` is null and the file, possibly truncated, stays.
 WATCHPOST_NODISCARD WATCHPOST_API int MJE_CreateCompress(MJE_HANDLE* handle,
                                                          const char* path,
@@ -51,3 +51,10 @@ WATCHPOST_NODISCARD WATCHPOST_API int MJE_SetAttribute(MJE_HANDLE* handle,
 WATCHPOST_NODISCARD WATCHPOST_API int MJE_FinishCompress(MJE_HANDLE* handle) noexcept;
 
 }  // extern "C"
+
+namespace watchpost {
+
+/// Bytes of the file so far, without the index that finishing adds; 0 for null.
+WATCHPOST_API std::uint64_t WrittenBytes(MJE_HANDLE handle) noexcept;
+
+}  // namespace watchpost

@@ -1,23 +1,16 @@
-#include <algorithm>
+#include "motion/mdcompare_internal.h"
+
 #include <csetjmp>
 #include <cstddef>
 #include <cstdint>
 
 #include "motion/coefficients_internal.h"
-#include "motion/mdworkspace_internal.h"
-
-const unsigned char gMDCompWeighting[3][3] = {{100, 0, 0}, {60, 40, 0}, {15, 50, 35}};
-const unsigned char gMDCompSamplePerBlock[3] = {32, 8, 4};
-const unsigned char gMDCompDiff[3] = {8, 4, 2};
-const unsigned char gMDFCompWeighting[3][3] = {{100, 0, 0}, {60, 40, 0}, {30, 50, 20}};
-const unsigned char gMDFCompSamplePerBlock[3] = {1, 1, 1};
-const unsigned char gMDFCompDiff[3] = {32, 8, 4};
+#include "motion/mdlevel.h"
 
 namespace watchpost {
 namespace {
 
 constexpr int kMostComponents = 3;
-constexpr int kHighestLevel = 100;
 
 // The coefficients of the blocks of a run.
 const JCOEF* BlocksOf(MD_DECODER& decoder, int component, const MD_RUN& run) {
@@ -49,10 +42,10 @@ std::uint32_t CompareWithDc(const JCOEF* blocks, const JCOEF* dc, std::uint32_t 
 
 // Needs both recovery points set: reaching the blocks may fail.
 std::uint32_t CalComponentMAE(MD_DETECTION& detection,
+                              const MD_AREA& area,
                               MD_DECODER& first,
                               MD_DECODER& second,
                               int component) {
-  const MD_AREA& area = detection.workspace->areas[component];
   const bool fast = detection.fast != 0 || second.coefficients == nullptr;
   const JCOEF* first_dc = DcOf(first, component);
   const JCOEF* second_dc = DcOf(second, component);
@@ -75,29 +68,10 @@ std::uint32_t CalComponentMAE(MD_DETECTION& detection,
   return sum;
 }
 
-// All in 32 bits, and the sum of the components in 8: both wrap, and that is part of the decision.
-int IsMotionDetected(const MD_DETECTION& detection,
-                     int components,
-                     const std::uint32_t* differences,
-                     unsigned* level) {
-  const bool fast = detection.fast != 0;
-  const auto& weighting = fast ? gMDFCompWeighting : gMDCompWeighting;
-  const auto& samples = fast ? gMDFCompSamplePerBlock : gMDCompSamplePerBlock;
-  const auto& scale = fast ? gMDFCompDiff : gMDCompDiff;
-  std::uint8_t sum = 0;
-  for (int i = 0; i < components; ++i) {
-    const std::uint32_t divisor = samples[i] * detection.blocks_compared[i] * scale[i];
-    if (divisor == 0) continue;  // no block of it is in the area
-    const std::uint32_t term = weighting[components - 1][i] * differences[i] / divisor;
-    sum = static_cast<std::uint8_t>(sum + term);
-  }
-  *level = std::min<unsigned>(sum, kHighestLevel);
-  return sum >= kHighestLevel - detection.sensitivity ? MD_MOTION : MD_NO_MOTION;
-}
-
 }  // namespace
 
 int Compare(MD_DETECTION& detection,
+            const MD_AREA (&areas)[3],
             MD_DECODER& first,
             MD_DECODER& second,
             unsigned* level) noexcept {
@@ -107,10 +81,15 @@ int Compare(MD_DETECTION& detection,
     if (const int status = CopyDc(first); status != MD_OK) return status;
   }
   if (setjmp(first.errors.jump) != 0 || setjmp(second.errors.jump) != 0) return MD_ERR_JPEG;
-  std::uint32_t differences[kMostComponents] = {0, 0, 0};
-  for (int i = 0; i < components; ++i)
-    differences[i] = CalComponentMAE(detection, first, second, i);
-  return IsMotionDetected(detection, components, differences, level);
+  ComponentDifference differences[kMostComponents] = {};
+  for (int i = 0; i < components; ++i) {
+    differences[i].sum = CalComponentMAE(detection, areas[i], first, second, i);
+    differences[i].blocks = detection.blocks_compared[i];
+  }
+  const MotionLevel result =
+      LevelOf(differences, components, detection.fast != 0, detection.sensitivity);
+  *level = result.level;
+  return result.is_motion ? MD_MOTION : MD_NO_MOTION;
 }
 
 }  // namespace watchpost

@@ -1,11 +1,11 @@
+#include "motion/mddecoder_internal.h"
+
 #include <jerror.h>
 
 #include <csetjmp>
-#include <cstddef>
-#include <cstdint>
 #include <new>
 
-#include "motion/mdworkspace_internal.h"
+#include "motion/mddetection.h"
 
 namespace watchpost {
 namespace {

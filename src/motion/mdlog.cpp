@@ -6,10 +6,10 @@
 #include <cstdint>
 #include <utility>
 
-#include "foundation/byteorder.h"
-#include "foundation/log_internal.h"
+#include "base/byteorder_internal.h"
+#include "base/diagnostics_internal.h"
 #include "platform/orvaea.h"
-#include "platform/unique_fd.h"
+#include "base/uniquefd.h"
 
 namespace {
 

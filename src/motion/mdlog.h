@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "platform/export.h"
+#include "base/export.h"
 
 class WATCHPOST_API MDLog {
  public:

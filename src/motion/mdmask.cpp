@@ -1,9 +1,7 @@
-#include <algorithm>
-#include <cstddef>
-#include <cstdint>
-#include <new>
+#include "motion/mdmask_internal.h"
 
-#include "motion/mdworkspace_internal.h"
+#include <algorithm>
+#include <new>
 
 namespace watchpost {
 namespace {
@@ -106,8 +104,8 @@ bool MakeArea(const MD_DETECTION& detection,
 
 }  // namespace
 
-void FreeAreas(MD_WORKSPACE& workspace) noexcept {
-  for (MD_AREA& area : workspace.areas) {
+void FreeAreas(MD_AREA (&areas)[3]) noexcept {
+  for (MD_AREA& area : areas) {
     delete[] area.runs;
     area = {};
   }
@@ -121,7 +119,7 @@ void FreeMask(MD_DETECTION& detection) noexcept {
   detection.mask_columns = 0;
 }
 
-int UpdateMask(MD_DETECTION& detection, const MD_SHAPE& picture) noexcept {
+int UpdateMask(MD_DETECTION& detection, MD_AREA (&areas)[3], const MD_SHAPE& picture) noexcept {
   const auto rows = static_cast<int>(picture.components[0].rows);
   const auto columns = static_cast<int>(picture.components[0].columns);
   const bool rebuild =
@@ -130,10 +128,10 @@ int UpdateMask(MD_DETECTION& detection, const MD_SHAPE& picture) noexcept {
     detection.mask_dirty = 1;
     if (!CalROIMaskSize(detection, rows, columns)) return MD_ERR_MEMORY;
     if (const int status = MarkMaskFromList(detection); status != MD_OK) return status;
-    FreeAreas(*detection.workspace);
+    FreeAreas(areas);
   }
   for (int i = 0; i < std::min(picture.count, kMostComponents); ++i) {
-    MD_AREA& area = detection.workspace->areas[i];
+    MD_AREA& area = areas[i];
     if (!rebuild && IsAreaOf(area, picture, i)) continue;
     if (!MakeArea(detection, area, picture, i)) {
       detection.mask_dirty = 1;

@@ -43,7 +43,7 @@ MotionSequence::MotionSequence(std::vector<PixelRegion> regions, int sensitivity
   if (MD_CreateDetection(&detection_) != MD_OK) return;
   (void)MD_SetMDSensitivity(&detection_, std::clamp(sensitivity, 0, 100));  // in its range
   (void)MD_EnableFastMD(&detection_, fast ? 1 : 0);                         // not null
-  (void)MD_SetDetectRange(&detection_, kEverything.data());  // until a picture tells its size
+  (void)MD_SetDetectRange(&detection_, kEverything.data());  // until a frame shows its size
 }
 
 MotionSequence::~MotionSequence() {
@@ -69,25 +69,25 @@ bool MotionSequence::Fit() {
       (void)MD_SetDetectRange(&detection_, range.data());  // one less when memory runs out
   }
   if (detection_.ranges != nullptr) return true;
-  (void)MD_SetDetectRange(&detection_, kEverything.data());  // until a picture has another size
+  (void)MD_SetDetectRange(&detection_, kEverything.data());  // until a frame has another size
   return false;
 }
 
-MotionResult MotionSequence::Look(const unsigned char* picture, int size) {
+MotionResult MotionSequence::Compare(const unsigned char* frame, int size) {
   const auto rows = detection_.mask_rows;
   const auto columns = detection_.mask_columns;
   unsigned level = 0;
-  int status = MD_DetectMotionSeq(&detection_, picture, size, &level);
+  int status = MD_DetectMotionSeq(&detection_, frame, size, &level);
   if (status == MD_ERR_INCOMPATIBLE) {
     Begin();
-    status = MD_DetectMotionSeq(&detection_, picture, size, &level);
+    status = MD_DetectMotionSeq(&detection_, frame, size, &level);
   }
   const bool resized = detection_.mask_rows != rows || detection_.mask_columns != columns;
   if (status == MD_ERR_RANGE || (status == MD_REFERENCE && (resized || !fitted_))) {
     Begin();
     fitted_ = Fit();
     if (!fitted_) return {0, false, true, false};
-    status = MD_DetectMotionSeq(&detection_, picture, size, &level);
+    status = MD_DetectMotionSeq(&detection_, frame, size, &level);
   }
   if (status != MD_MOTION && status != MD_NO_MOTION) return {0, false, false, false};
   return {static_cast<int>(level), status == MD_MOTION, false, true};

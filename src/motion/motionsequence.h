@@ -1,12 +1,12 @@
-// The motion of one camera, picture by picture, whatever its pictures do. Reentrant; one thread at
+// The motion of one camera, frame by frame, whatever becomes of its frames. One thread at
 // a time uses an object.
 #pragma once
 
 #include <memory>
 #include <vector>
 
+#include "base/export.h"
 #include "motion/md.h"
-#include "platform/export.h"
 
 namespace watchpost {
 
@@ -16,22 +16,22 @@ struct PixelRegion {
   bool operator==(const PixelRegion&) const = default;
 };
 
-/// What one picture showed.
+/// What one frame showed.
 struct MotionResult {
   int level;      ///< 0 to 100; 0 where nothing could be compared
   bool motion;    ///< the level reaches 100 - sensitivity
-  bool outside;   ///< none of the regions lies in the picture
-  bool compared;  ///< false for a first picture, one of another size than the one before, a broken
+  bool outside;   ///< none of the regions lies in its picture
+  bool compared;  ///< false for a first frame, one of another size than the one before, a broken
                   ///< one
 };
 
-/// Keeps an MD_DETECTION over a camera's pictures: turns regions into ranges of blocks, begins
-/// again when the pictures change their size, and lets broken ones pass. Only what lies in the
+/// Keeps an MD_DETECTION over a camera's frames: turns regions into ranges of blocks, begins
+/// again when they change their size, and lets broken ones pass. Only what lies in the
 /// first 256 rows and columns of blocks can be watched (2048 pixels).
 class WATCHPOST_API MotionSequence {
  public:
-  /// What recorders use, and whoever shows what they do: fast mode tells people from nothing as
-  /// well as normal mode does, at less cost (docs/motion.md).
+  /// What recorders use, and whoever shows what they do: fast mode distinguishes people from
+  /// nothing as well as normal mode does, at less cost (docs/motion.md).
   static constexpr bool kUsuallyFast = true;
 
   /// No region means the whole picture. `sensitivity` is 0 to 100.
@@ -40,10 +40,10 @@ class WATCHPOST_API MotionSequence {
   MotionSequence(const MotionSequence&) = delete;
   MotionSequence& operator=(const MotionSequence&) = delete;
 
-  /// Compares the picture with the one before.
-  MotionResult Look(const unsigned char* picture, int size);
+  /// Compares the frame with the one before.
+  MotionResult Compare(const unsigned char* frame, int size);
 
-  /// The next picture is a first one.
+  /// The next frame is a first one.
   void Begin();
 
  private:

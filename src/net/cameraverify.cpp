@@ -5,7 +5,7 @@
 #include <cstring>
 #include <new>
 
-#include "motion/jpegmemsrc.h"
+#include "media/jpegmemsrc.h"
 
 // Debugging lines name the function they come from.
 #define VERIFY_PRINT(message)                                                \

@@ -7,7 +7,7 @@
 
 #include "camera/camera.h"
 #include "net/multipartfetch.h"
-#include "platform/export.h"
+#include "base/export.h"
 
 enum CV_STATUS : int {
   CV_OK = 0,

@@ -1,4 +1,4 @@
-// Lines of HTTP and multipart heads. Reentrant.
+// Lines of HTTP and multipart heads.
 #pragma once
 
 #include <cctype>

@@ -1,7 +1,7 @@
-// Cutting short what a thread waits for on its camera connections. Reentrant.
+// Cutting short what a thread waits for on its camera connections.
 #pragma once
 
-#include "platform/export.h"
+#include "base/export.h"
 
 namespace watchpost {
 

@@ -1,11 +1,12 @@
+#include "net/mimestream_internal.h"
+
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <new>
 
-#include "foundation/decimal_internal.h"
+#include "base/decimal_internal.h"
 #include "net/headline_internal.h"
-#include "net/mimestream_internal.h"
 
 using watchpost::StartsWith;
 
@@ -31,6 +32,37 @@ MF_STATUS __tag_MIME_PRIV::Connector() noexcept {
   return status;
 }
 
+MF_STATUS __tag_MIME_PRIV::StatusOf(StepResult step, MF_STATUS malformed) noexcept {
+  if (step == STEP_OK) return MF_OK;
+  return step == STEP_MALFORMED ? malformed : MF_ERR_CONNECT;
+}
+
+MF_STATUS __tag_MIME_PRIV::NextPart() noexcept {
+  MF_STATUS status = StatusOf(GetBodyInfo(), MF_ERR_PART_TYPE);
+  if (status == MF_OK) status = StatusOf(GetContentLen(), MF_ERR_PART_LENGTH);
+  if (status == MF_OK) status = StatusOf(GetBodyContent(), MF_ERR_BOUNDARY);
+  return status;
+}
+
+MF_STATUS __tag_MIME_PRIV::FetchBody(unsigned char* buf) noexcept {
+  if (!length_known) {
+    std::memcpy(buf, data.data(), content_length);
+    return MF_OK;
+  }
+  if (!ReadExactly(buf, content_length)) return MF_ERR_CONNECT;
+  return StatusOf(SearchForBoundry(), MF_ERR_BOUNDARY);
+}
+
+bool __tag_MIME_PRIV::SkipBody() noexcept {
+  std::uint32_t left = content_length;
+  while (left > 0) {
+    const std::uint32_t piece = std::min(left, static_cast<std::uint32_t>(data.size()));
+    if (!ReadExactly(data.data(), piece)) return false;
+    left -= piece;
+  }
+  return client != nullptr && SearchForBoundry() == STEP_OK;
+}
+
 MF_STATUS __tag_MIME_PRIV::RequestStream() noexcept {
   client.reset(new (std::nothrow)
                    WPHttpClient(host, std::atoi(port.c_str()), path, user, password, kTimeout));
@@ -52,8 +84,7 @@ MF_STATUS __tag_MIME_PRIV::RequestStream() noexcept {
 }
 
 // Hyphens and equals signs before the boundary are skipped, and the first one inside it ends it: a
-// boundary
-// "--name" is met as "--name" in the stream by most cameras that announce it so.
+// boundary "--name" is met as "--name" in the stream of most cameras that announce it so.
 MF_STATUS __tag_MIME_PRIV::CheckMime() noexcept {
   std::string type;
   if (client->GetHttpContent(HTTP_CONTENT_TYPE, type) != HTTP_OK) return MF_ERR_HTTP;
@@ -73,14 +104,14 @@ MF_STATUS __tag_MIME_PRIV::CheckMime() noexcept {
 }
 
 // The end of the stream reads as an empty line: the limits on numbers of lines end the search.
-StepResult __tag_MIME_PRIV::ReadDataToLineEnd() noexcept {
+__tag_MIME_PRIV::StepResult __tag_MIME_PRIV::ReadDataToLineEnd() noexcept {
   const auto read_byte = [this](char* byte) { return client->ReadData(byte, 1); };
   const int count = watchpost::ReadHeadLine(
       line.data(), static_cast<int>(line.size()), read_byte, watchpost::MissingLineFeed::kCounts);
   return count < 0 ? STEP_READ_FAILED : STEP_OK;
 }
 
-StepResult __tag_MIME_PRIV::SearchForBoundry() noexcept {
+__tag_MIME_PRIV::StepResult __tag_MIME_PRIV::SearchForBoundry() noexcept {
   for (int lines = 0; lines < kLongestSearch; ++lines) {
     if (ReadDataToLineEnd() != STEP_OK) return STEP_READ_FAILED;
     if (StartsWith(line.data(), boundary.data())) return STEP_OK;
@@ -103,7 +134,7 @@ bool __tag_MIME_PRIV::StoreContentLength(const char* text) noexcept {
   return true;
 }
 
-StepResult __tag_MIME_PRIV::GetBodyInfo() noexcept {
+__tag_MIME_PRIV::StepResult __tag_MIME_PRIV::GetBodyInfo() noexcept {
   length_known = false;
   content_length = 0;  // nothing of the part before may count as held
   for (int lines = 0; lines < kLongestSearch; ++lines) {
@@ -123,7 +154,7 @@ StepResult __tag_MIME_PRIV::GetBodyInfo() noexcept {
   return STEP_MALFORMED;
 }
 
-StepResult __tag_MIME_PRIV::GetContentLen() noexcept {
+__tag_MIME_PRIV::StepResult __tag_MIME_PRIV::GetContentLen() noexcept {
   if (length_known) return STEP_OK;
   content_length = 0;
   if (ReadDataToLineEnd() != STEP_OK) return STEP_READ_FAILED;
@@ -136,7 +167,7 @@ StepResult __tag_MIME_PRIV::GetContentLen() noexcept {
   return ConsumeCRLF();
 }
 
-StepResult __tag_MIME_PRIV::ConsumeCRLF() noexcept {
+__tag_MIME_PRIV::StepResult __tag_MIME_PRIV::ConsumeCRLF() noexcept {
   for (int bytes = 0; bytes < 2; ++bytes) {
     char byte = '\0';
     if (client->ReadData(&byte, 1) != 1) return STEP_READ_FAILED;
@@ -150,7 +181,7 @@ bool __tag_MIME_PRIV::ReadExactly(unsigned char* buf, std::uint32_t length) noex
   return client != nullptr && client->ReadData(reinterpret_cast<char*>(buf), wanted) == wanted;
 }
 
-StepResult __tag_MIME_PRIV::GetBodyContent() noexcept {
+__tag_MIME_PRIV::StepResult __tag_MIME_PRIV::GetBodyContent() noexcept {
   if (length_known) return STEP_OK;
   if (!ReadExactly(data.data(), boundary_length)) return STEP_READ_FAILED;
   std::size_t held = boundary_length;

@@ -1,29 +1,15 @@
 #include "net/multipartfetch.h"
 
-#include <algorithm>
 #include <cstdio>
-#include <cstring>
 #include <new>
 
-#include "foundation/utils.h"
+#include "base/utils.h"
 #include "net/mimestream_internal.h"
 
 namespace {
 
 std::string TextOf(const char* text) {
   return text == nullptr ? "" : text;
-}
-
-MF_STATUS StatusOf(StepResult step, MF_STATUS malformed) {
-  if (step == STEP_OK) return MF_OK;
-  return step == STEP_MALFORMED ? malformed : MF_ERR_CONNECT;
-}
-
-MF_STATUS ReadPartHeader(__tag_MIME_PRIV& priv) {
-  MF_STATUS status = StatusOf(priv.GetBodyInfo(), MF_ERR_PART_TYPE);
-  if (status == MF_OK) status = StatusOf(priv.GetContentLen(), MF_ERR_PART_LENGTH);
-  if (status == MF_OK) status = StatusOf(priv.GetBodyContent(), MF_ERR_BOUNDARY);
-  return status;
 }
 
 }  // namespace
@@ -52,7 +38,7 @@ MF_STATUS MultipartFetch::NextPartInfo(unsigned int& length,
   if (priv_ == nullptr) return MF_ERR_NOT_INIT;
   if (type == nullptr || typeSize == 0) return MF_ERR_PARAM;
   MF_STATUS status = priv_->Connector();
-  if (status == MF_OK) status = ReadPartHeader(*priv_);
+  if (status == MF_OK) status = priv_->NextPart();
   if (status != MF_OK) {
     priv_->connected = false;
     return status;
@@ -66,30 +52,14 @@ MF_STATUS MultipartFetch::FetchContent(unsigned char* buf, unsigned int size) no
   if (priv_ == nullptr) return MF_ERR_NOT_INIT;
   if (buf == nullptr || size == 0) return MF_ERR_PARAM;
   if (size < priv_->content_length) return MF_ERR_BUFFER_SMALL;
-  if (!priv_->length_known) {
-    std::memcpy(buf, priv_->data.data(), priv_->content_length);
-    return MF_OK;
-  }
-  MF_STATUS status = MF_ERR_CONNECT;
-  if (priv_->ReadExactly(buf, priv_->content_length)) {
-    status = StatusOf(priv_->SearchForBoundry(), MF_ERR_BOUNDARY);
-  }
+  const MF_STATUS status = priv_->FetchBody(buf);
   if (status != MF_OK) priv_->connected = false;
   return status;
 }
 
 void MultipartFetch::DropData() noexcept {
   if (priv_ == nullptr || !priv_->length_known) return;
-  std::uint32_t left = priv_->content_length;
-  bool skipped = true;
-  while (skipped && left > 0) {
-    const std::uint32_t piece = std::min(left, static_cast<std::uint32_t>(priv_->data.size()));
-    skipped = priv_->ReadExactly(priv_->data.data(), piece);
-    left -= piece;
-  }
-  if (!skipped || priv_->client == nullptr || priv_->SearchForBoundry() != STEP_OK) {
-    priv_->connected = false;
-  }
+  if (!priv_->SkipBody()) priv_->connected = false;
 }
 
 void MultipartFetch::SetReconnect() noexcept {

@@ -3,10 +3,10 @@
 #include <chrono>
 #include <cstdlib>
 #include <memory>
-#include <mutex>
 #include <new>
 #include <vector>
 
+#include "base/mutex.h"
 #include "net/wphttpclient.h"
 
 namespace {
@@ -17,9 +17,9 @@ constexpr std::chrono::seconds kLongestAnswer{10};
 
 // The clients of all commands: their connections stay until the process ends.
 void Keep(std::unique_ptr<WPHttpClient> client) {
-  static std::mutex mutex;
+  static watchpost::Mutex mutex;
   static std::vector<std::unique_ptr<WPHttpClient>> kept;
-  const std::lock_guard lock(mutex);
+  const watchpost::MutexLock lock(mutex);
   kept.push_back(std::move(client));
 }
 

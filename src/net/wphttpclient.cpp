@@ -8,8 +8,8 @@
 #include <memory>
 #include <utility>
 
-#include "foundation/decimal_internal.h"
-#include "foundation/utils.h"
+#include "base/decimal_internal.h"
+#include "base/utils.h"
 #include "net/headline_internal.h"
 
 namespace {

@@ -1,4 +1,4 @@
-// One HTTP/1.0 GET to a camera, with optional Basic authentication (RFC 7617). Reentrant; one
+// One HTTP/1.0 GET to a camera, with optional Basic authentication (RFC 7617). One
 // thread at a time uses an object. Deliberately minimal: one request a connection, no redirects, no
 // chunked bodies, and only two response headers are remembered. Nothing is logged; outcomes are
 // results.
@@ -8,8 +8,8 @@
 #include <map>
 #include <string>
 
+#include "base/export.h"
 #include "net/wpsocket.h"
-#include "platform/export.h"
 
 /// Response headers that are remembered.
 enum HTTP_MAP_KEY : int {
@@ -43,7 +43,7 @@ class WATCHPOST_API WPHttpClient {
   WPHttpClient& operator=(const WPHttpClient&) = delete;
 
   /// Connects, sends the request and reads the response head. Returns HTTP_OK when the request was
-  /// written, whatever the camera answered (CheckResponse tells), else HTTP_ERR_IO.
+  /// written, whatever the camera answered (see CheckResponse), else HTTP_ERR_IO.
   int SendRequest() noexcept;
 
   /// What the camera answered, as an HTTP_RESULT; `statusCode` receives the HTTP status, 0 without

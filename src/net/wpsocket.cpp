@@ -13,7 +13,7 @@
 #include <memory>
 #include <utility>
 
-#include "foundation/utils.h"
+#include "base/utils.h"
 #include "net/interrupt.h"
 
 namespace {

@@ -1,4 +1,4 @@
-// The TCP connection through which every camera request travels. Reentrant; one thread at a time
+// The TCP connection through which every camera request travels. One thread at a time
 // uses an object. Nothing is logged; failures are results.
 #pragma once
 
@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <string>
 
-#include "platform/export.h"
+#include "base/export.h"
 
 /// One IPv4 stream socket with a read-ahead buffer of 64 KiB. SetSocketInfo, then BuildConnect,
 /// then reads and writes; BuildConnect may be called again at any time.

@@ -10,7 +10,7 @@
 #include <memory>
 
 #include "platform/olibfile.h"
-#include "platform/rootedpath.h"
+#include "base/paths.h"
 
 namespace watchpost {
 namespace {
@@ -125,7 +125,7 @@ MailResult FillAndSend(const _tag_ORVA_MAIL_& mail,
 
 bool ReadMailLanguage(std::string& language) {
   std::array<char, 32> text{};
-  const int length = OLIBFileGetKeyValue(RootedPath("/etc/orvainfo.conf").c_str(),
+  const int length = OLIBFileGetKeyValue(ConfigurationFile().c_str(),
                                          "maillang",
                                          text.data(),
                                          static_cast<int>(text.size()),

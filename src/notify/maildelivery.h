@@ -1,10 +1,11 @@
-// Sending one mail in the calling process. Thread-safe. Logs nothing: the caller tells what failed.
+// Sending one mail in the calling process. Thread-safe. Logs nothing: the caller reports what
+// failed.
 #pragma once
 
 #include <string>
 
-#include "camera/notification.h"
-#include "platform/export.h"
+#include "base/export.h"
+#include "notify/notification.h"
 #include "platform/olibszhash.h"
 #include "platform/orvamail.h"
 
@@ -20,7 +21,7 @@ enum class MailFailure {
   kNoLibrary,    ///< `detail` says why
   kNoSymbol,     ///< `detail` says which
   kNotEncoded,   ///< the subject
-  kNotSent,      ///< the callback was told why
+  kNotSent,      ///< the callback got the reason
 };
 
 struct MailResult {
@@ -33,7 +34,7 @@ struct MailOrder {
   std::string language;                    ///< "enu", ...
   const OLIBSZHASH* placeholders;          ///< null for none
   int timeout = 60;                        ///< seconds, for the talk with the server
-  ORVASMTPErrorCallBack* error = nullptr;  ///< told what the server said when it refused
+  ORVASMTPErrorCallBack* error = nullptr;  ///< gets what the server said when it refused
 };
 
 /// The language of mails, the key "maillang" of "/etc/orvainfo.conf". False, with "enu", when it is

@@ -1,13 +1,13 @@
 // Mails about camera events. Thread-safe; nobody waits for the mail server.
 //
 // A mail is sent by a process of its own, forked twice, which has three minutes. What goes wrong
-// there is told in the system log and in the appliance's event log.
+// there is logged in the system log and in the appliance's event log.
 #pragma once
 
 #include <cstdint>
 
+#include "base/export.h"
 #include "camera/camera.h"
-#include "platform/export.h"
 #include "platform/olibszhash.h"
 #include "platform/orvamail.h"
 
@@ -42,5 +42,5 @@ WATCHPOST_API int GetMailsetting(_tag_ORVA_MAIL_* mail) noexcept;
 /// of the caller's that it must wait for. Returns at once; an empty tag sends nothing.
 WATCHPOST_API void MailSendEvent(const char* tag, OLIBSZHASH** placeholders) noexcept;
 
-/// Tells the event log and the system log that a mail could not be sent.
+/// Logs in the event log and the system log that a mail could not be sent.
 WATCHPOST_API void SMTPErrorCallBack(const char* message) noexcept;

@@ -9,7 +9,7 @@
 
 #include <optional>
 
-#include "platform/unique_fd.h"
+#include "base/uniquefd.h"
 
 namespace {
 

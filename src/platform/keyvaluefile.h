@@ -1,10 +1,10 @@
-// A key-value file that is read once. Reentrant.
+// A key-value file that is read once.
 #pragma once
 
 #include <memory>
 #include <string>
 
-#include "platform/export.h"
+#include "base/export.h"
 #include "platform/olibszhash.h"
 
 namespace watchpost {

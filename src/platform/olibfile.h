@@ -6,7 +6,7 @@
 // file, counts as unreadable.
 #pragma once
 
-#include "platform/export.h"
+#include "base/export.h"
 #include "platform/olibszhash.h"
 
 extern "C" {

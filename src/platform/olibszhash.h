@@ -1,10 +1,10 @@
 // String hash of the appliance's utility library: a handle over a map of strings.
-// Reentrant; one thread at a time uses a hash.
+// One thread at a time uses a hash.
 #pragma once
 
 #include <memory>
 
-#include "platform/export.h"
+#include "base/export.h"
 #include "platform/olibszlist.h"
 
 struct OLIBSZHASH;

@@ -1,9 +1,9 @@
-// String list of the appliance's utility library. Reentrant; one thread at a time uses a list.
+// String list of the appliance's utility library. One thread at a time uses a list.
 #pragma once
 
 #include <memory>
 
-#include "platform/export.h"
+#include "base/export.h"
 
 struct OLIBSZLIST;
 

@@ -2,7 +2,7 @@
 // Thread-safe as long as no two threads share a connection or a result.
 #pragma once
 
-#include "platform/export.h"
+#include "base/export.h"
 
 struct pg_conn;
 struct __tag_DBResult;

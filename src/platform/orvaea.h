@@ -1,7 +1,7 @@
 // Named streams attached to files: stream S of file D/F is the file D/@eaDir/F/S. Process-shared.
 #pragma once
 
-#include "platform/export.h"
+#include "base/export.h"
 
 extern "C" {
 

@@ -11,8 +11,8 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
-#include "platform/rootedpath.h"
-#include "platform/unique_fd.h"
+#include "base/paths.h"
+#include "base/uniquefd.h"
 
 namespace {
 

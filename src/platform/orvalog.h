@@ -1,7 +1,7 @@
 // The appliance's own event log, which its user reads. Thread-safe and process-shared.
 #pragma once
 
-#include "platform/export.h"
+#include "base/export.h"
 
 extern "C" {
 

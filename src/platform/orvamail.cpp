@@ -11,7 +11,7 @@
 #include <string_view>
 
 #include "platform/olibfile.h"
-#include "platform/rootedpath.h"
+#include "base/paths.h"
 
 namespace {
 
@@ -22,7 +22,7 @@ constexpr int kTimeout = 60;
 watchpost::OlibHashPtr ReadSection() {
   watchpost::OlibHashPtr values(PshOLIBSzHashAlloc(16));
   OLIBSZHASH* hash = values.get();
-  const std::string path = watchpost::RootedPath("/etc/orvainfo.conf");
+  const std::string path = watchpost::ConfigurationFile();
   if (hash == nullptr || OLIBFileGetSection(path.c_str(), "mail", &hash) < 0) return nullptr;
   return values;
 }

@@ -1,7 +1,7 @@
-// Mail settings, templates and requests of the appliance's mail library. Reentrant.
+// Mail settings, templates and requests of the appliance's mail library.
 #pragma once
 
-#include "platform/export.h"
+#include "base/export.h"
 #include "platform/olibszhash.h"
 #include "platform/orvasmtp.h"
 

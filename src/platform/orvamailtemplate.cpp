@@ -9,7 +9,7 @@
 
 #include "platform/mailtemplates_internal.h"
 #include "platform/orvamail.h"
-#include "platform/rootedpath.h"
+#include "base/paths.h"
 
 namespace {
 

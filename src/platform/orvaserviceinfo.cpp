@@ -8,7 +8,7 @@
 
 #include "platform/olibfile.h"
 #include "platform/olibszhash.h"
-#include "platform/rootedpath.h"
+#include "base/paths.h"
 
 int ORVAServiceInfoGet(int service, ORVA_SERVICE_INFO* info) noexcept {
   if (info == nullptr) return -1;
@@ -17,7 +17,7 @@ int ORVAServiceInfoGet(int service, ORVA_SERVICE_INFO* info) noexcept {
   if (hash == nullptr) return -1;
   const std::string section = "service " + std::to_string(service);
   if (OLIBFileGetSection(
-          watchpost::RootedPath("/etc/orvainfo.conf").c_str(), section.c_str(), &hash) < 0) {
+          watchpost::ConfigurationFile().c_str(), section.c_str(), &hash) < 0) {
     return 0;
   }
   const char* volume_text = SzOLIBSzHashGetValue(hash, "volume");

@@ -1,7 +1,7 @@
-// Where the appliance keeps a service's data. Reentrant.
+// Where the appliance keeps a service's data.
 #pragma once
 
-#include "platform/export.h"
+#include "base/export.h"
 
 /// What the appliance knows of one service.
 struct ORVA_SERVICE_INFO {

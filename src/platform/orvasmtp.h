@@ -1,6 +1,6 @@
 // The interface of the SMTP library, "/lib/liborvasmtp.so", which is loaded when a mail goes out.
 // Its functions are named there as here, without a header's declaration: whoever sends looks them
-// up. Reentrant.
+// up.
 #pragma once
 
 #include <cstdlib>

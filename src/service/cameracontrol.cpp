@@ -8,12 +8,12 @@
 #include <cstdlib>
 #include <string>
 
-#include "foundation/dbrow_internal.h"
-#include "foundation/log_internal.h"
-#include "foundation/shell_internal.h"
-#include "foundation/utils.h"
-#include "foundation/wpdb.h"
-#include "platform/rootedpath.h"
+#include "database/statement.h"
+#include "database/wpdb.h"
+#include "base/diagnostics_internal.h"
+#include "base/shell_internal.h"
+#include "base/utils.h"
+#include "base/paths.h"
 
 namespace {
 
@@ -67,7 +67,7 @@ int CameraControl::Restart() noexcept {
 
 int CameraControl::ForkDaemon() noexcept {
   const std::string command =
-      watchpost::ShellWord(watchpost::RootedPath("/usr/orva/sbin/wpd")) + " -c " + itos(camera_id_);
+      watchpost::ShellWord(watchpost::DaemonProgram()) + " -c " + itos(camera_id_);
   const int result = std::system(command.c_str());
   if (result == -1) {
     WP_LOG("forking daemon failed: [%s]", command.c_str());
@@ -92,7 +92,7 @@ int CameraControl::GetReportedStatus(CameraStatus* status) noexcept {
       std::string("SELECT * FROM ") + gszTableStatus + " WHERE cameraid = " + itos(camera_id_));
   watchpost::RowCursor rows(result.get());
   if (!rows.Next()) return -1;
-  const watchpost::DBRow row = rows.Row();
+  const watchpost::Row row = rows.Get();
   if (row.Has("pid")) status->pid = row.Int("pid");
   if (row.Has("status")) status->status = row.Int("status");
   if (row.Has("cameraid")) status->camera_id = row.Int("cameraid");

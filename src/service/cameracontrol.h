@@ -1,8 +1,8 @@
 // Starts, stops and watches the recording daemon of one camera. Thread-safe; every call reads the
-// daemon's row afresh. What fails is told in the system log.
+// daemon's row afresh. What fails is logged in the system log.
 #pragma once
 
-#include "platform/export.h"
+#include "base/export.h"
 #include "service/services.h"
 
 class WATCHPOST_API CameraControl {

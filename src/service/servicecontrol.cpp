@@ -4,7 +4,7 @@
 #include <list>
 
 #include "camera/camera.h"
-#include "foundation/log_internal.h"
+#include "base/diagnostics_internal.h"
 #include "service/cameracontrol.h"
 
 namespace {

@@ -1,10 +1,10 @@
-// Starts, stops and sums up the recording daemons of all cameras. Thread-safe. What fails is told
+// Starts, stops and sums up the recording daemons of all cameras. Thread-safe. What fails is logged
 // in the system log.
 #pragma once
 
 #include <cstdint>
 
-#include "platform/export.h"
+#include "base/export.h"
 
 enum WP_SERVICE_CMD : std::int32_t {
   WP_SERVICE_START = 1,

@@ -4,10 +4,10 @@
 
 #include <ctime>
 
-#include "foundation/log_internal.h"
-#include "foundation/statement_internal.h"
-#include "foundation/utils.h"
-#include "foundation/wpdb.h"
+#include "base/diagnostics_internal.h"
+#include "database/statement.h"
+#include "database/wpdb.h"
+#include "base/utils.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
-// State of the per-camera daemons, one row a camera in table "camerastatus". Reentrant.
+// State of the per-camera daemons, one row a camera in table "camerastatus".
 #pragma once
 
-#include "platform/export.h"
+#include "base/export.h"
 
 /// State of a camera's daemon.
 enum DAEMON_STATUS : int {

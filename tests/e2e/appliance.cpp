@@ -6,7 +6,7 @@
 #include <fstream>
 #include <sstream>
 
-#include "foundation/byteorder.h"
+#include "base/byteorder_internal.h"
 
 namespace watchpost::test {
 

@@ -27,7 +27,7 @@ class Storage : public Appliance {
   std::string id_;
 };
 
-TEST_F(Storage, CheckFindsAndMendsWhatDisagrees) {
+TEST_F(Storage, CheckFindsAndRepairsWhatDisagrees) {
   Record(4);
   EXPECT_EQ(Ctl({"storage", "check"}).status, 0);
   const auto rows = Rows(id_);
@@ -48,14 +48,14 @@ TEST_F(Storage, CheckFindsAndMendsWhatDisagrees) {
                            "its row says 7",
                            "the file is not",
                            "outside the camera's folder",
-                           "4 to mend"}) {
+                           "4 to repair"}) {
     EXPECT_NE(found.output.find(text), std::string::npos) << text << "\n" << found.output;
   }
   EXPECT_EQ(Ctl({"storage", "check", "--repair"}).status, 1)
       << "more than a tenth, and nobody to ask";
   EXPECT_EQ(Rows(id_).size(), 4U);
-  const Result mended = Ctl({"storage", "check", "--repair", "--yes"});
-  EXPECT_NE(mended.output.find("4 mended"), std::string::npos) << mended.output << mended.errors;
+  const Result repaired = Ctl({"storage", "check", "--repair", "--yes"});
+  EXPECT_NE(repaired.output.find("4 repaired"), std::string::npos) << repaired.output << repaired.errors;
   EXPECT_EQ(Count(Ctl({"storage", "check"}).output, "\n  "), 1)
       << "only the row that is not touched";
   EXPECT_EQ(Ctl({"event", "delete", "5"}).status, 1) << "it names a file that is not its camera's";

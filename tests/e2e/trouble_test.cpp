@@ -8,7 +8,7 @@
 #include <thread>
 
 #include "e2e/appliance.h"
-#include "platform/unique_fd.h"
+#include "base/uniquefd.h"
 #include "support/fakecamera.h"
 
 using watchpost::UniqueFd;

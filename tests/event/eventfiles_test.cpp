@@ -7,9 +7,10 @@
 
 #include <filesystem>
 
-#include "event/eventfiles_internal.h"
-#include "event/eventlookup.h"
-#include "foundation/unique_fd.h"
+#include "base/uniquefd.h"
+#include "event/eventfolder_internal.h"
+#include "event/eventstore.h"
+#include "event/recordingfile.h"
 #include "support/process.h"
 #include "support/syslogcapture.h"
 #include "support/testdatabase.h"
@@ -107,8 +108,10 @@ TEST_F(EventFiles, TellWhetherTheyAreFinishedAndHowMuchThereIs) {
   }
   EXPECT_EQ(GetTotalSizeOfEventInByte(1), 2LL * INT32_MAX);
   EXPECT_EQ(GetTotalSizeOfEventInByte(99), 0);
-  EXPECT_EQ(watchpost::FindEvent(2, "c.avi").GetID(), other.GetID());
-  EXPECT_FALSE(watchpost::FindEvent(1, "c.avi").IsSaved());
+  Event found;
+  EXPECT_EQ(watchpost::FindEvent(2, "c.avi", found), watchpost::StoreResult::kDone);
+  EXPECT_EQ(found.GetID(), other.GetID());
+  EXPECT_EQ(watchpost::FindEvent(1, "c.avi", found), watchpost::StoreResult::kNoRow);
   EXPECT_EQ(DeleteAllDBEvent(), 0);
   EXPECT_EQ(GetTotalSizeOfEventInByte(1), 0);
   EXPECT_TRUE(Exists(path));

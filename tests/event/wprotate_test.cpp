@@ -11,11 +11,10 @@
 #include <random>
 #include <thread>
 
+#include "base/uniquefd.h"
 #include "event/event.h"
+#include "event/removal.h"
 #include "event/rotateclient.h"
-#include "event/rotatefilter_internal.h"
-#include "event/rotationplan.h"
-#include "foundation/unique_fd.h"
 #include "support/process.h"
 #include "support/syslogcapture.h"
 #include "support/testdatabase.h"
@@ -78,7 +77,7 @@ class Rotate : public watchpost::test::TestDatabase {
   std::vector<int> Left(const std::vector<Row>& rows) {
     std::vector<int> ids;
     const watchpost::ResultPtr result = watchpost::Query("SELECT id FROM event ORDER BY id");
-    for (watchpost::RowCursor row(result.get()); row.Next();) ids.push_back(row.Row().Int("id"));
+    for (watchpost::RowCursor row(result.get()); row.Next();) ids.push_back(row.Get().Int("id"));
     for (const Row& row : rows) {
       const bool has_row = std::binary_search(ids.begin(), ids.end(), row.id);
       EXPECT_EQ(std::filesystem::exists(PathOf(row)), has_row) << row.id;

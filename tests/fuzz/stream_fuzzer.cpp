@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "net/multipartfetch.h"
-#include "platform/unique_fd.h"
+#include "base/uniquefd.h"
 
 namespace {
 

@@ -9,8 +9,8 @@
 #include <string>
 #include <vector>
 
-#include "foundation/unique_fd.h"
-#include "media/aviformat.h"
+#include "base/uniquefd.h"
+#include "media/aviformat_internal.h"
 #include "media/avirepair.h"
 #include "media/mje.h"
 #include "support/jpegs.h"

@@ -9,8 +9,8 @@
 
 #include <cstring>
 
-#include "foundation/byteorder.h"
-#include "foundation/utils.h"
+#include "base/byteorder_internal.h"
+#include "base/utils.h"
 #include "support/tempdir.h"
 
 using watchpost::LoadLe32;

@@ -4,7 +4,7 @@
 
 #include <cstring>
 
-#include "motion/jpegmemsrc.h"
+#include "media/jpegmemsrc.h"
 #include "motion/motionsequence.h"
 #include "support/jpegs.h"
 
@@ -352,7 +352,7 @@ TEST(MotionSequence, FollowsSizesAndRegions) {
   larger.width = 640;
   const auto look = [](MotionSequence& motion, const JpegKind& kind, unsigned int seed) {
     const Jpeg picture = MakeJpeg(kind, seed);
-    return motion.Look(picture.data(), static_cast<int>(picture.size()));
+    return motion.Compare(picture.data(), static_cast<int>(picture.size()));
   };
   MotionSequence whole({}, 50, false);
   EXPECT_FALSE(look(whole, kSmall, 1).compared);

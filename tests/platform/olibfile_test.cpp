@@ -4,7 +4,7 @@
 #include <sys/stat.h>
 
 #include "platform/orvaserviceinfo.h"
-#include "platform/rootedpath.h"
+#include "base/paths.h"
 #include "support/tempdir.h"
 
 using watchpost::test::ScopedEnv;

@@ -5,7 +5,7 @@
 #include <nlohmann/json.hpp>
 #include <sstream>
 
-#include "foundation/wplog.h"
+#include "event/wplog.h"
 #include "support/syslogcapture.h"
 #include "support/tempdir.h"
 

@@ -5,7 +5,7 @@
 #include <thread>
 #include <vector>
 
-#include "platform/unique_fd.h"
+#include "base/uniquefd.h"
 
 namespace watchpost::test {
 

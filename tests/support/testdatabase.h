@@ -6,7 +6,8 @@
 #include <algorithm>
 #include <string>
 
-#include "foundation/dbrow_internal.h"
+#include "database/statement.h"
+#include "database/wpdb.h"
 #include "support/tempdir.h"
 
 namespace watchpost::test {
@@ -27,7 +28,7 @@ class TestDatabase : public ::testing::Test {
   static std::string Ask(const std::string& sql, const char* column) {
     const ResultPtr result = Query(sql);
     RowCursor rows(result.get());
-    return rows.Next() ? rows.Row().Text(column) : "";
+    return rows.Next() ? rows.Get().Text(column) : "";
   }
 
   /// Makes every statement fail as long as the object lives.
