@@ -4,8 +4,8 @@
 #include <fcntl.h>
 #include <sys/uio.h>
 #include <unistd.h>
-#include <watchpost/media/mje.h>
 #include <watchpost/base/uniquefd.h>
+#include <watchpost/media/mje.h>
 
 #include <chrono>
 #include <cstdlib>

@@ -10,9 +10,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 #include <watchpost/camera/camera.h>
-#include <watchpost/notify/notification.h>
-#include <watchpost/event/wprotate.h>
 #include <watchpost/database/wpdb.h>
+#include <watchpost/event/wprotate.h>
+#include <watchpost/notify/notification.h>
 #include <watchpost/notify/wpmail.h>
 
 #include <chrono>

@@ -5,8 +5,8 @@
 #include <benchmark/benchmark.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
-#include <watchpost/net/multipartfetch.h>
 #include <watchpost/base/uniquefd.h>
+#include <watchpost/net/multipartfetch.h>
 
 #include <cstring>
 #include <string>

@@ -11,8 +11,8 @@
 #include <memory>
 #include <string>
 
-#include "message.h"
 #include "base/export.h"
+#include "message.h"
 
 namespace {
 

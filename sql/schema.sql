@@ -1,4 +1,4 @@
--- Tables of the database "surveillance", schema version 1.
+-- Tables of the database "surveillance", schema version 2.
 --
 -- `wpctl db init` makes the database (encoding SQL_ASCII, locale C: texts are byte strings, cut at byte lengths) and
 -- runs this file in one transaction. There are no foreign keys and no NOT NULL beyond the keys: recordings and regions
@@ -72,6 +72,8 @@ CREATE INDEX event_camera_start ON event (camera_id, start_time);
 -- Pages and counts over all cameras.
 CREATE INDEX event_start_stop ON event (start_time, stop_time, cause);
 CREATE INDEX event_stop ON event (stop_time);
+-- The row of a file.
+CREATE INDEX event_camera_path ON event (camera_id, path);
 
 CREATE TABLE camerastatus (
     cameraid   integer PRIMARY KEY,

@@ -18,6 +18,8 @@ constexpr Name kNames[] = {
     {"drop", FaultKind::kDrop, true},
     {"broken", FaultKind::kBroken, true},
     {"rubbish", FaultKind::kRubbish, false},
+    {"noend", FaultKind::kNoEnd, true},
+    {"padded", FaultKind::kPadded, true},
     {"slow", FaultKind::kSlow, true},
 };
 
@@ -31,7 +33,9 @@ std::optional<std::uint32_t> ParseNumber(std::string_view text) {
 }  // namespace
 
 const char* const kFaultHelp =
-    "none, stall:N, drop:N, broken:N, rubbish, slow:BYTES_A_SECOND, 401, 404 or 500";
+    "none, stall:N, drop:N, broken:N, rubbish, noend:N, padded:BYTES, slow:BYTES_A_SECOND, 401, "
+    "404 "
+    "or 500";
 
 std::optional<Fault> ParseFault(const std::string& text) {
   if (text == "401" || text == "404" || text == "500")
@@ -43,7 +47,9 @@ std::optional<Fault> ParseFault(const std::string& text) {
     if (!known.takes_value) return Fault{known.kind, 0};
     const std::optional<std::uint32_t> value =
         ParseNumber(std::string_view(text).substr(colon + 1));
-    if (!value || *value == 0) return std::nullopt;
+    constexpr std::uint32_t kMostPadding = 1U << 24;
+    if (!value || *value == 0 || (known.kind == FaultKind::kPadded && *value > kMostPadding))
+      return std::nullopt;
     return Fault{known.kind, *value};
   }
   return std::nullopt;

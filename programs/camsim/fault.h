@@ -14,6 +14,8 @@ enum class FaultKind {
   kDrop,     ///< sends `value` frames of each stream, then closes it
   kBroken,   ///< cuts every `value`-th picture off in its middle
   kRubbish,  ///< sends parts that are no pictures
+  kNoEnd,    ///< sends every `value`-th picture without its end marker
+  kPadded,   ///< sends `value` zero bytes behind each picture
   kSlow,     ///< sends `value` bytes a second
   kStatus,   ///< answers with HTTP status `value`
 };
@@ -26,7 +28,8 @@ struct Fault {
 /// The texts that ParseFault takes.
 extern const char* const kFaultHelp;
 
-/// Reads "none", "stall:N", "drop:N", "broken:N", "rubbish", "slow:N", "401", "404" or "500".
+/// Reads "none", "stall:N", "drop:N", "broken:N", "rubbish", "noend:N", "padded:N", "slow:N",
+/// "401", "404" or "500".
 std::optional<Fault> ParseFault(const std::string& text);
 
 /// The fault that all connections look at; it can be changed while they are served.

@@ -114,6 +114,7 @@ int Run(const Options& options) {
 
 int main(int argc, char** argv) {
   CLI::App app("A simulated camera: an MJPEG stream over HTTP, well-behaved or not.", "camsim");
+  app.set_version_flag("--version", "camsim " WATCHPOST_VERSION, "Print the version");
   Options options;
   Describe(app, options);
   try {

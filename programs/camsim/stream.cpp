@@ -5,8 +5,10 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstdio>
 #include <string_view>
 #include <thread>
+#include <utility>
 
 namespace camsim {
 namespace {
@@ -54,10 +56,13 @@ class Sender {
     std::string announced = boundary_;
     if (options_.dialect == Dialect::kHyphens) announced = "--" + boundary_;
     if (options_.dialect == Dialect::kQuoted) announced = '"' + boundary_ + '"';
+    const std::string version = chunked_ ? "HTTP/1.1" : "HTTP/1.0";
+    const std::string coding = chunked_ ? "Transfer-Encoding: chunked" + line_end_ : "";
     return SendAll(fd_,
-                   "HTTP/1.0 200 OK" + line_end_ + "Cache-Control: no-cache" + line_end_ +
+                   version + " 200 OK" + line_end_ + "Cache-Control: no-cache" + line_end_ +
                        "Content-Type: multipart/x-mixed-replace; boundary=" + announced +
-                       line_end_ + line_end_ + "--" + boundary_ + line_end_);
+                       line_end_ + coding + line_end_) &&
+           SendAll(fd_, Body("--" + boundary_ + line_end_));
   }
 
   bool SendPart(std::uint64_t number) {
@@ -65,16 +70,38 @@ class Sender {
     Jpeg picture = frames_.Frame(number);
     if (fault.kind == FaultKind::kBroken && number % fault.value == fault.value - 1)
       picture.resize(picture.size() / 2);
+    if (fault.kind == FaultKind::kNoEnd && number % fault.value == fault.value - 1)
+      picture.resize(picture.size() - 2);
+    if (fault.kind == FaultKind::kPadded) picture.resize(picture.size() + fault.value);
     if (fault.kind == FaultKind::kRubbish) std::fill(picture.begin(), picture.end(), 'x');
     std::string part = PartHeader(picture.size());
     part.append(reinterpret_cast<const char*>(picture.data()), picture.size());
     part += line_end_ + "--" + boundary_ + line_end_;
+    part = Body(std::move(part));
     return fault.kind == FaultKind::kSlow ? SendSlowly(fd_, part, fault.value) : SendAll(fd_, part);
   }
 
  private:
+  // As it goes over the wire.
+  [[nodiscard]] std::string Body(std::string text) const {
+    constexpr std::size_t kChunk = 4096;
+    if (!chunked_) return text;
+    std::string chunks;
+    for (std::size_t at = 0; at < text.size(); at += kChunk) {
+      const std::string chunk = text.substr(at, kChunk);
+      char size[16];
+      (void)std::snprintf(size, sizeof size, "%zx\r\n", chunk.size());
+      chunks += size + chunk + "\r\n";
+    }
+    return chunks;
+  }
+
   [[nodiscard]] std::string PartHeader(std::size_t size) const {
-    const std::string type = "Content-Type: image/jpeg" + line_end_;
+    constexpr std::size_t kMissing = 100;
+    const bool is_jpg = options_.dialect == Dialect::kJpg;
+    const std::string type =
+        std::string("Content-Type: image/") + (is_jpg ? "jpg" : "jpeg") + line_end_;
+    if (options_.dialect == Dialect::kShortLength) size -= std::min(size, kMissing);
     const std::string length = "Content-Length: " + std::to_string(size) + line_end_;
     switch (options_.dialect) {
       case Dialect::kNoLength:
@@ -92,6 +119,7 @@ class Sender {
   const FrameSource& frames_;
   const FaultSwitch& faults_;
   const StreamOptions& options_;
+  const bool chunked_ = options_.dialect == Dialect::kChunked;
   std::string boundary_ = "camsim";
   std::string line_end_ = "\r\n";
 };
@@ -107,6 +135,9 @@ const std::map<std::string, Dialect> kDialectNames{
     {"quoted", Dialect::kQuoted},
     {"capitals", Dialect::kCapitals},
     {"extra-header", Dialect::kExtraHeader},
+    {"chunked", Dialect::kChunked},
+    {"jpg", Dialect::kJpg},
+    {"shortlength", Dialect::kShortLength},
 };
 
 void SendStream(int fd,

@@ -19,6 +19,9 @@ enum class Dialect {
   kQuoted,       ///< the announced boundary stands in quotes
   kCapitals,     ///< the boundary is written in capitals
   kExtraHeader,  ///< a line of its own between type and length
+  kChunked,      ///< HTTP/1.1, the body in chunks of 4 KiB
+  kJpg,          ///< parts of type image/jpg
+  kShortLength,  ///< lengths that are 100 bytes too small
 };
 
 extern const std::map<std::string, Dialect> kDialectNames;

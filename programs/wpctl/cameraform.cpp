@@ -26,8 +26,7 @@ bool CheckName(const std::string& name, std::string& error) {
   }
   error =
       "a name has 1 to 200 bytes, is no mere number, does not begin with \".\" or \"@\" and holds "
-      "no \"/\" or control "
-      "characters";
+      "no \"/\" or control characters";
   return false;
 }
 
@@ -156,7 +155,7 @@ void DescribeForm(CLI::App& command, CameraForm& form) {
   command.add_option("--password", form.password, "Password for Basic authentication");
   command.add_option("--vendor", form.vendor, "Maker's name");
   command.add_option("--model", form.model, "Model's name");
-  command.add_option("--fps", form.fps, "Frames a second that the camera is expected to send")
+  command.add_option("--fps", form.fps, "Frames per second that the camera is expected to send")
       ->check(CLI::Range(1, 1000));
   command.add_option("--size", form.size, "Size of its pictures, as WIDTHxHEIGHT");
   command.add_option("--folder",
@@ -169,6 +168,13 @@ void DescribeForm(CLI::App& command, CameraForm& form) {
   command.add_option("--days", form.days, "Days for which recordings are kept, or off");
   command.add_option("--motion-log", form.motion_log, "Keep the motion level of every frame")
       ->check(CLI::IsMember({"on", "off"}));
+}
+
+bool IsEmpty(const CameraForm& form) {
+  const auto none = [](const auto&... options) { return !(options.has_value() || ...); };
+  return none(form.name, form.url, form.host, form.port, form.path, form.user, form.password) &&
+         none(form.vendor, form.model, form.fps, form.size, form.folder, form.prefix) &&
+         none(form.sensitivity, form.capacity, form.days, form.motion_log);
 }
 
 bool FillIn(const CameraForm& form, Camera& camera, std::string& error) {

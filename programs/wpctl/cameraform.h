@@ -29,8 +29,14 @@ struct CameraForm {
   std::optional<std::string> motion_log;
 };
 
+inline constexpr char kUrlHelp[] =
+    "Where its MJPEG stream is: http://[USER:PASSWORD@]HOST[:PORT]/PATH";
+
 /// Adds the options that both commands take.
 void DescribeForm(CLI::App& command, CameraForm& form);
+
+/// Whether none of them was given.
+bool IsEmpty(const CameraForm& form);
 
 /// Puts what the form holds into the record. False, with `error` saying what is right, when some of
 /// it is wrong.

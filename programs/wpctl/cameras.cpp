@@ -3,6 +3,7 @@
 #include <watchpost/database/health.h>
 #include <watchpost/database/wpdb.h>
 #include <watchpost/ipc/ringbuffer.h>
+#include <watchpost/service/daemonstate.h>
 
 #include <cstdlib>
 
@@ -32,15 +33,61 @@ std::optional<Camera> FindCamera(const std::string& id_or_name) {
   return std::nullopt;
 }
 
-bool RequireLivePictures(const Camera& camera) {
+std::optional<std::vector<Camera>> FindCameras(const std::vector<std::string>& ids_or_names) {
+  std::vector<Camera> cameras;
+  if (ids_or_names.empty()) {
+    if (!RequireDatabase()) return std::nullopt;
+    const std::list<Camera> all = CameraGetAll();
+    cameras.assign(all.begin(), all.end());
+  }
+  for (const std::string& name : ids_or_names) {
+    const std::optional<Camera> camera = FindCamera(name);
+    if (!camera) return std::nullopt;
+    cameras.push_back(*camera);
+  }
+  return cameras;
+}
+
+bool RequireLiveFrames(const Camera& camera) {
   const int id = camera.GetId();
-  const bool runs = RunningDaemon(id).has_value();  // one that was killed leaves its last pictures
+  // A daemon that was killed leaves its last frames behind.
+  const bool runs = watchpost::RunningDaemon(id).has_value();
   if (runs && CameraConnectionStatus(id) != CAM_CONN_NONE) return true;
   (void)Failed(
-      "no live pictures of camera \"" + camera.GetName() + "\": " +
+      "no live frames of camera \"" + camera.GetName() + "\": " +
       (runs ? "its daemon keeps none: ring_kibibytes is 0, or the system log says why"
             : "its daemon is not running (wpctl service start " + std::to_string(id) + ")"));
   return false;
+}
+
+std::string TitleOf(const Camera& camera) {
+  return std::to_string(camera.GetId()) + " (" + camera.GetName() + ")";
+}
+
+std::string AddressOf(const Camera& camera) {
+  return "http://" + camera.GetHost() + ":" + std::to_string(camera.GetPort()) + "/" +
+         camera.GetPath();
+}
+
+std::optional<int> CapacityLimitOf(const Camera& camera) {
+  return camera.IsRotatedBySize() ? std::optional(camera.GetCapacityLimit()) : std::nullopt;
+}
+
+std::optional<int> DaysLimitOf(const Camera& camera) {
+  return camera.IsRotatedByDate() ? std::optional(camera.GetExpireDays()) : std::nullopt;
+}
+
+const char* ConnectionName(int status) {
+  switch (status) {
+    case CAM_CONN_WAITING:
+      return "waiting";
+    case CAM_CONN_CONNECTED:
+      return "connected";
+    case CAM_CONN_LOST:
+      return "lost";
+    default:
+      return "none";
+  }
 }
 
 }  // namespace wpctl

@@ -1,42 +1,111 @@
-#include "capability.h"
+// wpctl capability list, show: what is known of makes of cameras.
 
-#include <watchpost/base/paths.h>
+#include <array>
+#include <cstdio>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <utility>
+#include <vector>
 
+#include "capabilityfile.h"
+#include "commands.h"
 #include "report.h"
+#include "verb.h"
 
 namespace wpctl {
+namespace {
 
-std::string CapabilityFile() {
-  return watchpost::RootedPath("/usr/orva/etc/cameras.conf");
+using Getter = int (CAM_CFG_SECTION::*)(std::string&) const noexcept;
+
+struct Action {
+  const char* label;
+  const char* field;  // in JSON
+  Getter path;
+};
+constexpr std::array<Action, 8> kActions{{
+    {"Stream", "path", &CAM_CFG_SECTION::CCSGetPathVideoSrc},
+    {"Pan left", "pan_left", &CAM_CFG_SECTION::CCSGetPathPanLeft},
+    {"Pan right", "pan_right", &CAM_CFG_SECTION::CCSGetPathPanRight},
+    {"Tilt up", "tilt_up", &CAM_CFG_SECTION::CCSGetPathTiltUp},
+    {"Tilt down", "tilt_down", &CAM_CFG_SECTION::CCSGetPathTiltDown},
+    {"Zoom in", "zoom_in", &CAM_CFG_SECTION::CCSGetPathZoomIn},
+    {"Zoom out", "zoom_out", &CAM_CFG_SECTION::CCSGetPathZoomOut},
+    {"Home", "home", &CAM_CFG_SECTION::CCSGetPathHomePos},
+}};
+
+struct ShowOptions {
+  std::string vendor;
+  std::string model;
+  bool json = false;
+};
+
+std::string TextOf(const CAM_CFG_SECTION& entry, Getter get) {
+  std::string text;
+  return (entry.*get)(text) == CCFG_OK ? text : "";
 }
 
-std::optional<std::vector<CAM_CFG_SECTION>> ReadCapabilities() {
-  CAMERA_CFG file;
-  if (const int result = file.CCFGLoad(CapabilityFile().c_str()); result != CCFG_OK) {
-    (void)Failed(CapabilityFile() + (result == CCFG_ERR_SECTION
-                                         ? " lists a camera whose section is missing"
-                                         : " is missing, or has no section [camera*list]"));
-    return std::nullopt;
-  }
-  std::vector<CAM_CFG_SECTION> entries(static_cast<std::size_t>(file.CCFGGetCount()));
-  for (std::size_t i = 0; i < entries.size(); ++i)
-    (void)file.CCFGGetByIndex(static_cast<int>(i), entries[i]);  // the index is in range
-  return entries;
+int PortOf(const CAM_CFG_SECTION& entry) {
+  int port = 0;
+  return entry.CCSGetPort(port) == CCFG_OK ? port : 0;
 }
 
-std::optional<CAM_CFG_SECTION> FindCapability(const std::string& vendor, const std::string& model) {
+nlohmann::ordered_json ToJson(const CAM_CFG_SECTION& entry) {
+  nlohmann::ordered_json json{{"vendor", TextOf(entry, &CAM_CFG_SECTION::CCSGetCamVendor)},
+                              {"model", TextOf(entry, &CAM_CFG_SECTION::CCSGetCamModelNo)},
+                              {"port", PortOf(entry)}};
+  for (const Action& action : kActions) json[action.field] = TextOf(entry, action.path);
+  return json;
+}
+
+int List(const ShowAllOptions& options) {
   const auto entries = ReadCapabilities();
-  if (!entries) return std::nullopt;
+  if (!entries) return kFailed;
+  nlohmann::ordered_json all = nlohmann::ordered_json::array();
+  Table table({"Vendor", "Model", ">Port", "Stream", "Moves"});
   for (const CAM_CFG_SECTION& entry : *entries) {
-    std::string its_vendor;
-    std::string its_model;
-    (void)entry.CCSGetCamVendor(its_vendor);  // "N/A" compares as it is
-    (void)entry.CCSGetCamModelNo(its_model);
-    if (its_vendor == vendor && its_model == model) return entry;
+    all.push_back(ToJson(entry));
+    const bool moves = !TextOf(entry, &CAM_CFG_SECTION::CCSGetPathPanLeft).empty();
+    const int port = PortOf(entry);
+    table.AddRow({TextOf(entry, &CAM_CFG_SECTION::CCSGetCamVendor),
+                  TextOf(entry, &CAM_CFG_SECTION::CCSGetCamModelNo),
+                  port > 0 ? std::to_string(port) : "",
+                  TextOf(entry, &CAM_CFG_SECTION::CCSGetPathVideoSrc),
+                  moves ? "yes" : ""});
   }
-  (void)Failed("nothing is known of a camera \"" + vendor + "\" \"" + model +
-               "\"; \"wpctl capability list\" shows all that are");
-  return std::nullopt;
+  PrintAll(options.json, all, table, "No makes of cameras are known.");
+  return kDone;
+}
+
+int Show(const ShowOptions& options) {
+  const auto entry = FindCapability(options.vendor, options.model);
+  if (!entry) return kFailed;
+  if (options.json) {
+    PrintJson(ToJson(*entry));
+    return kDone;
+  }
+  std::vector<std::pair<std::string, std::string>> fields{{"Port", std::to_string(PortOf(*entry))}};
+  for (const Action& action : kActions) {
+    const std::string path = TextOf(*entry, action.path);
+    fields.emplace_back(action.label, path.empty() ? "-" : path);
+  }
+  PrintFields(fields);
+  return kDone;
+}
+
+}  // namespace
+
+void AddCapabilityList(Group& capability) {
+  auto [verb, options] = capability.Add("list", "Show all makes", List);
+  AddJson(verb, options.json);
+  AddExamples(verb, "They come from " + CapabilityFile() + ".", {"wpctl capability list"});
+}
+
+void AddCapabilityShow(Group& capability) {
+  auto [verb, options] = capability.Add("show", "Show one make's port and paths", Show);
+  verb.add_option("VENDOR", options.vendor, "Maker's name")->required();
+  verb.add_option("MODEL", options.model, "Model's name")->required();
+  AddJson(verb, options.json);
+  AddExamples(verb, {"wpctl capability show Generic \"MJPEG 1\""});
 }
 
 }  // namespace wpctl

@@ -13,30 +13,24 @@ namespace {
 constexpr std::size_t kFirstBuffer = 256 << 10;
 constexpr std::size_t kLargestFrame = 256 << 20;
 
-double CountFrames(const std::vector<Stretch>& stretches) {
-  double frames = 0;
-  for (const Stretch& stretch : stretches) frames += stretch.count;
-  return frames;
-}
-
 // Calls `use(frame)` for every frame; stops when it returns false.
 template <typename Use>
-bool ForEachFrame(const std::vector<Stretch>& stretches,
+bool ForEachFrame(const std::vector<Segment>& segments,
                   Progress& progress,
                   std::string& error,
                   Use use) {
-  const double all = CountFrames(stretches);
+  const auto all = static_cast<double>(CountFrames(segments));
   double done = 0;
-  for (const Stretch& stretch : stretches) {
-    FrameReader reader(stretch.recording.path);
-    for (unsigned i = stretch.first; i < stretch.first + stretch.count; ++i) {
+  for (const Segment& segment : segments) {
+    FrameReader reader(segment.recording.path);
+    for (unsigned i = segment.first; i < segment.first + segment.count; ++i) {
       const std::vector<unsigned char>* frame = nullptr;
       if (!reader.IsOpen() || reader.Read(i, frame) != MJD_OK) {
-        error = "cannot read picture " + std::to_string(i + 1) + " of " + stretch.recording.path;
+        error = "cannot read frame " + std::to_string(i + 1) + " of " + segment.recording.path;
         return false;
       }
       if (!use(*frame)) return false;
-      progress.Show(++done / all, stretch.recording.event.GetPath());
+      progress.Show(++done / all, segment.recording.event.GetPath());
     }
   }
   return true;
@@ -66,7 +60,7 @@ int FrameReader::Read(unsigned index, const std::vector<unsigned char>*& frame) 
   }
 }
 
-Stretch CutOut(const Recording& recording, const FrameReader& reader, long from, long until) {
+Segment CutOut(const Recording& recording, const FrameReader& reader, long from, long until) {
   const unsigned frames = reader.Attribute().frame_count;
   const long start = recording.event.GetStartTime();
   const auto seconds = static_cast<double>(std::max(1L, recording.event.GetStopTime() - start));
@@ -80,30 +74,34 @@ Stretch CutOut(const Recording& recording, const FrameReader& reader, long from,
   return {recording, first, end > first ? end - first : 0};
 }
 
-bool Export(const std::vector<Stretch>& stretches,
+unsigned long CountFrames(const std::vector<Segment>& segments) {
+  unsigned long frames = 0;
+  for (const Segment& segment : segments) frames += segment.count;
+  return frames;
+}
+
+bool Export(const std::vector<Segment>& segments,
             const std::string& path,
             Progress& progress,
             std::string& error) {
-  const Event& first = stretches.front().recording.event;
+  const Event& first = segments.front().recording.event;
   const auto width = static_cast<std::uint16_t>(first.GetVideoWidth());
   const auto height = static_cast<std::uint16_t>(first.GetVideoHeight());
-  const FrameReader reader(stretches.front().recording.path);
+  const FrameReader reader(segments.front().recording.path);
   const std::uint16_t fps = std::max<std::uint8_t>(1, reader.Attribute().fps);
   MJE_HANDLE writer = nullptr;
   if (MJE_CreateCompress(&writer, path.c_str(), width, height, fps) != MJE_OK) {
     error = "cannot write " + path + ": " + strerror(errno);
     return false;
   }
-  bool good =
-      ForEachFrame(stretches, progress, error, [&](const std::vector<unsigned char>& frame) {
-        const int status =
-            MJE_WriteFrame(&writer, frame.data(), static_cast<unsigned>(frame.size()));
-        if (status == MJE_ERR_FULL)
-          error = "one file takes 2 GiB at most; export a shorter span";
-        else if (status != MJE_OK)
-          error = "cannot write " + path + ": " + strerror(errno);
-        return status == MJE_OK;
-      });
+  bool good = ForEachFrame(segments, progress, error, [&](const std::vector<unsigned char>& frame) {
+    const int status = MJE_WriteFrame(&writer, frame.data(), static_cast<unsigned>(frame.size()));
+    if (status == MJE_ERR_FULL)
+      error = "one file takes 2 GiB at most; export a shorter span";
+    else if (status != MJE_OK)
+      error = "cannot write " + path + ": " + strerror(errno);
+    return status == MJE_OK;
+  });
   if (MJE_FinishCompress(&writer) != MJE_OK && good) {
     error = "cannot write " + path + ": " + strerror(errno);
     good = false;
@@ -112,7 +110,7 @@ bool Export(const std::vector<Stretch>& stretches,
   return good;
 }
 
-bool VerifyExport(const std::vector<Stretch>& stretches,
+bool VerifyExport(const std::vector<Segment>& segments,
                   const std::string& path,
                   Progress& progress,
                   std::string& error) {
@@ -121,15 +119,15 @@ bool VerifyExport(const std::vector<Stretch>& stretches,
   const auto same = [&](const std::vector<unsigned char>& frame) {
     const std::vector<unsigned char>* copy = nullptr;
     if (!exported.IsOpen() || exported.Read(number, copy) != MJD_OK || *copy != frame) {
-      error = path + ": picture " + std::to_string(number + 1) + " is not what was exported";
+      error = path + ": frame " + std::to_string(number + 1) + " is not what was exported";
       return false;
     }
     ++number;
     return true;
   };
-  if (!ForEachFrame(stretches, progress, error, same)) return false;
+  if (!ForEachFrame(segments, progress, error, same)) return false;
   if (exported.Attribute().frame_count == number) return true;
-  error = path + " has " + std::to_string(exported.Attribute().frame_count) + " pictures, not " +
+  error = path + " has " + std::to_string(exported.Attribute().frame_count) + " frames, not " +
           std::to_string(number);
   return false;
 }

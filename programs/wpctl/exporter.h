@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "events.h"
 #include "progress.h"
+#include "recordings.h"
 
 namespace wpctl {
 
@@ -34,25 +34,27 @@ class FrameReader {
   std::vector<unsigned char> frame_;
 };
 
-/// A stretch of one recording: frames `first` to `first` + `count` - 1.
-struct Stretch {
+/// A part of one recording: frames `first` to `first` + `count` - 1.
+struct Segment {
   Recording recording;
   unsigned first, count;
 };
 
 /// The frames of a recording that lie between two moments, by the recording's own rate; 0 is no
 /// bound.
-Stretch CutOut(const Recording& recording, const FrameReader& reader, long from, long until);
+Segment CutOut(const Recording& recording, const FrameReader& reader, long from, long until);
 
-/// Writes the stretches into `path`, which must not exist. False, with `error` filled and no file
+unsigned long CountFrames(const std::vector<Segment>& segments);
+
+/// Writes the segments into `path`, which must not exist. False, with `error` filled and no file
 /// left, when a frame cannot be read or written.
-bool Export(const std::vector<Stretch>& stretches,
+bool Export(const std::vector<Segment>& segments,
             const std::string& path,
             Progress& progress,
             std::string& error);
 
 /// Reads the file back and compares every frame.
-bool VerifyExport(const std::vector<Stretch>& stretches,
+bool VerifyExport(const std::vector<Segment>& segments,
                   const std::string& path,
                   Progress& progress,
                   std::string& error);

@@ -14,7 +14,7 @@ namespace wpctl {
 /// terminal (standard error) shows a bar and a text; nowhere else.
 class Progress {
  public:
-  /// `has_end` tells whether there is a share to show; without, the line is the text alone.
+  /// `has_end` says whether there is a share to show; without, the line is the text alone.
   explicit Progress(bool has_end);
   /// Takes the line away.
   ~Progress();

@@ -22,15 +22,19 @@ std::string Aligned(const std::string& cell, std::size_t width, bool right, bool
   return last ? cell : cell + blanks;
 }
 
+void PrintError(const std::string& text) {
+  std::fprintf(stderr, "wpctl: %s\n", Printable(text).c_str());
+}
+
 }  // namespace
 
 int Failed(const std::string& why) {
-  std::fprintf(stderr, "wpctl: %s\n", Printable(why).c_str());
+  PrintError(why);
   return kFailed;
 }
 
 int WrongUsage(const std::string& what_is_right) {
-  std::fprintf(stderr, "wpctl: %s\n", Printable(what_is_right).c_str());
+  PrintError(what_is_right);
   return kUsage;
 }
 
@@ -38,12 +42,22 @@ void PrintJson(const nlohmann::ordered_json& value) {
   std::printf("%s\n", value.dump(2, ' ', false, nlohmann::json::error_handler_t::replace).c_str());
 }
 
+nlohmann::ordered_json NumberOrNull(std::optional<int> number) {
+  return number ? nlohmann::ordered_json(*number) : nullptr;
+}
+
 std::string Printable(const std::string& text) {
   std::string shown;
-  for (const char c : text) {
-    const auto byte = static_cast<unsigned char>(c);
-    if (byte >= ' ' && byte != 0x7F) {
-      shown += c;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const auto byte = static_cast<unsigned char>(text[i]);
+    // Terminals take U+0080 to U+009F for control characters, too.
+    const bool control = byte < ' ' || byte == 0x7F ||
+                         (byte >= 0x80 && byte < 0xA0 && i > 0 && text[i - 1] == '\xC2');
+    const bool begins = byte == 0xC2 && i + 1 < text.size() &&
+                        static_cast<unsigned char>(text[i + 1]) >= 0x80 &&
+                        static_cast<unsigned char>(text[i + 1]) < 0xA0;
+    if (!control && !begins) {
+      shown += text[i];
       continue;
     }
     char escaped[8];
@@ -59,6 +73,13 @@ bool Confirm(const std::string& question) {
   std::fflush(stdout);
   std::string answer;
   return std::getline(std::cin, answer) && (answer == "y" || answer == "Y" || answer == "yes");
+}
+
+void PrintFields(const std::vector<std::pair<std::string, std::string>>& fields) {
+  std::size_t width = 0;
+  for (const auto& [label, text] : fields) width = std::max(width, WidthOf(label));
+  for (const auto& [label, text] : fields)
+    std::printf("%s  %s\n", Aligned(label, width, false, false).c_str(), Printable(text).c_str());
 }
 
 Table::Table(std::vector<std::string> headings) : headings_(std::move(headings)) {
@@ -90,6 +111,19 @@ void Table::Print() const {
   };
   print(headings_);
   for (const auto& row : rows_) print(row);
+}
+
+void PrintAll(bool as_json,
+              const nlohmann::ordered_json& all,
+              const Table& table,
+              const std::string& none) {
+  if (as_json) {
+    PrintJson(all);
+  } else if (table.IsEmpty()) {
+    std::printf("%s\n", none.c_str());
+  } else {
+    table.Print();
+  }
 }
 
 }  // namespace wpctl

@@ -114,6 +114,11 @@ std::string HoursOf(const Camera& camera, int day, RecordingType mode) {
   return text;
 }
 
+const char* NameOf(RecordingType mode) {
+  const auto index = static_cast<std::size_t>(mode);
+  return index < kModeNames.size() ? kModeNames[index] : "unknown";
+}
+
 }  // namespace
 
 bool ApplyScheduleRule(const std::string& rule, Camera& camera, std::string& error) {
@@ -151,9 +156,11 @@ std::vector<std::string> DescribeSchedule(const Camera& camera) {
   return rules;
 }
 
-const char* NameOf(RecordingType mode) {
-  const auto index = static_cast<std::size_t>(mode);
-  return index < kModeNames.size() ? kModeNames[index] : "unknown";
+std::string ScheduleText(const Camera& camera) {
+  std::string text;
+  for (const std::string& rule : DescribeSchedule(camera))
+    text += (text.empty() ? "" : "; ") + rule;
+  return text.empty() ? "nothing" : text;
 }
 
 }  // namespace wpctl

@@ -18,7 +18,7 @@ bool ApplyScheduleRule(const std::string& rule, Camera& camera, std::string& err
 /// recorded.
 std::vector<std::string> DescribeSchedule(const Camera& camera);
 
-/// Name of a recording mode.
-const char* NameOf(RecordingType mode);
+/// The same in one line; "nothing" when nothing is recorded.
+std::string ScheduleText(const Camera& camera);
 
 }  // namespace wpctl

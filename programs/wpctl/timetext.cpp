@@ -1,7 +1,7 @@
 #include "timetext.h"
 
+#include <array>
 #include <cstdio>
-#include <ctime>
 
 namespace wpctl {
 namespace {
@@ -18,7 +18,7 @@ std::optional<long> ToSeconds(const Day& day, int hour, int minute, int second) 
   local.tm_hour = hour;
   local.tm_min = minute;
   local.tm_sec = second;
-  local.tm_isdst = -1;  // the time zone tells
+  local.tm_isdst = -1;  // the time zone says
   const time_t seconds = std::mktime(&local);
   if (seconds == -1) return std::nullopt;
   return seconds;
@@ -70,11 +70,11 @@ std::optional<long> ParseAgo(const std::string& text, long now) {
     case 's':
       return now - count;
     case 'm':
-      return now - count * 60;
+      return now - count * kMinute;
     case 'h':
       return now - count * 3600;
     case 'd':
-      return now - count * 86400;
+      return now - count * kDay;
     default:
       return std::nullopt;
   }
@@ -104,6 +104,44 @@ std::optional<long> ParseTime(const std::string& text, long now, bool end_of_day
   const std::optional<Day> day = ParseDay(text.substr(0, blank), now);
   if (!day || !ParseClock(text.substr(blank + 1), hour, minute, second)) return std::nullopt;
   return ToSeconds(*day, hour, minute, second);
+}
+
+bool ParseBound(const std::string& text, bool end_of_day, long& seconds, std::string& error) {
+  seconds = 0;
+  if (text.empty()) return true;
+  const std::optional<long> moment = ParseTime(text, std::time(nullptr), end_of_day);
+  if (!moment) error = "a time is " + std::string(kTimeHelp) + ", not \"" + text + "\"";
+  seconds = moment.value_or(0);
+  return moment.has_value();
+}
+
+tm ToLocal(long seconds) {
+  const time_t when = seconds;
+  tm local{};
+  (void)localtime_r(&when, &local);  // fails in years that an int does not hold; stays zeroed then
+  return local;
+}
+
+std::string FormatTime(long seconds, const char* format) {
+  const tm local = ToLocal(seconds);
+  std::array<char, 64> text{};
+  (void)std::strftime(text.data(), text.size(), format, &local);  // empty when it does not fit
+  return text.data();
+}
+
+std::string LocalTime(long seconds) {
+  return FormatTime(seconds, "%Y-%m-%d %H:%M:%S");
+}
+
+std::string Duration(long seconds) {
+  std::array<char, 48> text{};
+  (void)std::snprintf(text.data(),
+                      text.size(),
+                      "%ld:%02ld:%02ld",
+                      seconds / 3600,
+                      seconds / kMinute % 60,
+                      seconds % 60);
+  return text.data();
 }
 
 }  // namespace wpctl

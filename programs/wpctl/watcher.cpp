@@ -12,7 +12,7 @@ namespace {
 
 using std::chrono::milliseconds;
 
-constexpr milliseconds kLook{200};
+constexpr milliseconds kPoll{200};
 constexpr std::chrono::seconds kWindow{2};
 constexpr std::chrono::seconds kLongestEnd{1};
 constexpr int kFramesToLearn = 10;
@@ -43,7 +43,7 @@ Watcher::~Watcher() {
 void Watcher::Run() {
   watchpost::RingFollower follower(camera_id_);
   for (bool goes_on = true; goes_on;) {
-    const auto frame = follower.Next(kLook);
+    const auto frame = follower.Next(kPoll);
     {
       const std::lock_guard lock(mutex_);
       report_.status = follower.Status();

@@ -5,10 +5,12 @@
 #include <sys/eventfd.h>
 #include <sys/timerfd.h>
 #include <unistd.h>
+#include <watchpost/media/jpegcheck.h>
 #include <watchpost/net/interrupt.h>
 #include <watchpost/net/multipartfetch.h>
 
 #include <algorithm>
+#include <cstring>
 
 namespace wpd {
 namespace {
@@ -19,10 +21,16 @@ constexpr std::chrono::milliseconds kLongestPause{30000};
 // of trouble.
 constexpr std::chrono::seconds kSteady{10};
 constexpr std::size_t kFirstBuffer = 128 << 10;
+constexpr char kType[] = "image/jpeg";
+// A camera that breaks off at once is not asked again and again.
+constexpr std::chrono::milliseconds kLeastPause{200};
+constexpr std::chrono::seconds kBetweenInspections{1};
 
 // Beside the MF_STATUS values.
 constexpr int kNoFrames = -1;
 constexpr int kTooLong = -2;
+constexpr int kChunked = -3;
+constexpr int kWrongType = -4;
 
 // Without the query, which may hold a password.
 std::string Address(const Camera& camera) {
@@ -32,8 +40,8 @@ std::string Address(const Camera& camera) {
 }
 
 bool IsRefusal(int status) {
-  return status == MF_ERR_UNAUTHORIZED || status == MF_ERR_BAD_RESPONSE ||
-         status == MF_ERR_NOT_MULTIPART;
+  return status == kChunked || status == kWrongType || status == MF_ERR_UNAUTHORIZED ||
+         status == MF_ERR_BAD_RESPONSE || status == MF_ERR_NOT_MULTIPART;
 }
 
 const char* ReasonOf(int status) {
@@ -55,6 +63,10 @@ const char* ReasonOf(int status) {
       return "has no valid address";
     case kNoFrames:
       return "sends no pictures";
+    case kChunked:
+      return "sends its stream in chunks (Transfer-Encoding), which this client does not take";
+    case kWrongType:
+      return "sends parts of another type than image/jpeg, which this client does not take";
     case kTooLong:
       return "sends pictures above largest_frame_kibibytes";
     default:
@@ -82,7 +94,9 @@ CameraStream::CameraStream(const watchpost::DaemonSettings& settings,
       record_(record),
       lost_(Title(record.Get()->camera) + ": delivers again", kSteady),
       lost_mail_(settings.mail_steady),
-      no_frames_(Title(record.Get()->camera) + ": sends pictures again", kSteady) {}
+      no_frames_(Title(record.Get()->camera) + ": sends pictures again", kSteady),
+      damaged_(Title(record.Get()->camera) + ": sends whole frames again", kSteady),
+      damaged_mail_(settings.mail_steady) {}
 
 bool CameraStream::Start() {
   wake_.Reset(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
@@ -174,16 +188,35 @@ bool CameraStream::Deliver(std::uint32_t size, Clock::time_point now) {
   }
   no_frames_.End();
   const Frame frame{buffer_.data(), size, *picture, std::chrono::system_clock::now(), now};
-  ring_.Publish(frame);
   recorder_.OnFrame(frame);
+  ring_.Publish(frame);
+  Inspect(frame);
   return true;
+}
+
+// A frame that does not end as a JPEG is recorded, as some cameras leave the end out; about once a
+// second one is read to its end, to see whether more is missing.
+void CameraStream::Inspect(const Frame& frame) {
+  if (watchpost::HasJpegEnd(frame.data, frame.size)) {
+    damaged_.End();
+    (void)damaged_mail_.End();  // there is no mail for it
+    return;
+  }
+  if (frame.steady < next_inspection_) return;
+  next_inspection_ = frame.steady + kBetweenInspections;
+  if (watchpost::IsWholeJpeg(frame.data, frame.size)) return;
+  damaged_.Begin(Title(camera_) +
+                 ": sends damaged frames, which end before their picture does; they are recorded");
+  if (damaged_mail_.Begin()) mailer_.Post(WP_MAIL_RECORDING_FAILED, camera_);
 }
 
 // Fetches the next part into the buffer: an MF_STATUS, or kTooLong.
 int CameraStream::FetchFrame(MultipartFetch& fetch, std::uint32_t& size) {
   char type[64];
   const MF_STATUS status = fetch.NextPartInfo(size, type, sizeof type);
+  if (fetch.IsChunked()) return kChunked;
   if (status != MF_OK) return status;
+  if (std::strncmp(type, kType, sizeof kType - 1) != 0) return kWrongType;
   if (size > settings_.largest_frame) return kTooLong;
   if (buffer_.size() < size) buffer_.resize(size);
   return fetch.FetchContent(buffer_.data(), static_cast<unsigned int>(buffer_.size()));
@@ -203,7 +236,6 @@ void CameraStream::OnDelivering() {
   if (lost_mail_.End()) mailer_.Post(WP_MAIL_CONNECTION_RESUMED, camera_);
   if (now - delivering_since_ < kSteady) return;
   logged_refusal_ = MF_OK;
-  pause_ = {};
 }
 
 // One line a spell; a refusal, which somebody has to do something about, is logged also when the
@@ -215,7 +247,8 @@ void CameraStream::OnLost(int status) {
   if (IsRefusal(status)) logged_refusal_ = status;
   if (lost_mail_.Begin()) mailer_.Post(WP_MAIL_CONNECTION_LOST, camera_);
   was_connected_ = true;  // the end of the spell logs when it is there
-  pause_ = std::clamp(2 * pause_, kShortestPause, kLongestPause);
+  // After a connection that delivered, the next try comes at once.
+  pause_ = delivering_ ? kLeastPause : std::clamp(2 * pause_, kShortestPause, kLongestPause);
 }
 
 // Puts the deadline off, about once a second: with every frame it would be work for nothing.

@@ -51,6 +51,7 @@ class CameraStream : private WorkerThread::Delegate {
   Outcome FollowStream();
   int FetchFrame(MultipartFetch& fetch, std::uint32_t& size);
   bool Deliver(std::uint32_t size, Clock::time_point now);
+  void Inspect(const Frame& frame);
   void OnDelivering();
   void OnLost(int status);
   void PutDeadlineOff(Clock::time_point now);
@@ -78,6 +79,9 @@ class CameraStream : private WorkerThread::Delegate {
   Spell lost_;
   SpellState lost_mail_;
   Spell no_frames_;
+  Spell damaged_;
+  SpellState damaged_mail_;
+  Clock::time_point next_inspection_;
   WorkerThread thread_{*this};
 };
 

@@ -13,12 +13,12 @@
 #include "camerastream.h"
 #include "databaseworker.h"
 #include "filesync.h"
+#include "folderwatch.h"
 #include "livering.h"
 #include "log.h"
 #include "mailer.h"
 #include "recorder.h"
 #include "recordreload.h"
-#include "recovery.h"
 #include "rotation.h"
 #include "rowwriter.h"
 #include "spacekeeper.h"
@@ -61,9 +61,9 @@ class Daemon {
         name_(record.camera.GetName()),
         record_(record),
         sync_(settings.sync_interval),
-        space_(settings.floor_bytes, settings.mail_steady, record_, mailer_),
+        space_(settings, record_, mailer_),
         rotation_(record_),
-        recorder_(settings, {record_, sync_, space_, mailer_, rows_}),
+        recorder_(settings, {record_, sync_, space_, mailer_, rows_, folder_}),
         ring_(id_, settings.ring_size),
         stream_(settings, record_, ring_, recorder_, mailer_) {
     for (DatabaseTask* task : {static_cast<DatabaseTask*>(&reports_),
@@ -75,7 +75,7 @@ class Daemon {
   int Run(Readiness& readiness) {
     reports_.Report(DAEMON_STATUS_STARTING);
     database_.Start();
-    FinishLeftovers(record_.Get()->camera, rows_);
+    folder_.Start();
     sync_.Start();
     ring_.Create();
     if (!stream_.Start()) return GiveUp(readiness);
@@ -125,7 +125,7 @@ class Daemon {
       if (number == SIGINT || number == SIGTERM) return;
       if (number == SIGHUP) reload_.Request();
       if (std::optional<CameraRecord> changed = reload_.Take()) TakeOver(std::move(*changed));
-      rotation_.OnTick();
+      rotation_.OnTick(folder_.IsReady());
       if (const std::optional<Activity> activity = recorder_.Snapshot())
         status_file.Update(*activity);
       recorder_.OnTick();
@@ -144,6 +144,7 @@ class Daemon {
     const bool fetch_ended = stream_.Stop(kFetchEnds);
     ring_.Remove();
     const bool recording_ended = recorder_.Close(kFrameEnds);
+    const bool watched = folder_.Stop(kRotationEnds);
     const bool synced = sync_.Stop(kSyncEnds);
     const bool rotated = rotation_.Stop(kRotationEnds);
     const bool kept_free = space_.Stop(kRotationEnds);
@@ -156,8 +157,8 @@ class Daemon {
     }
     Log("camera %d (%s): daemon ends", id_, name_.c_str());
     // A thread that still hangs somewhere must not be waited for, nor find its objects gone.
-    if (!fetch_ended || !recording_ended || !synced || !rotated || !kept_free || !mailed ||
-        !rows_written)
+    if (!fetch_ended || !recording_ended || !synced || !watched || !rotated || !kept_free ||
+        !mailed || !rows_written)
       _exit(status);
   }
 
@@ -167,7 +168,8 @@ class Daemon {
   DatabaseWorker database_{id_};
   StatusReports reports_{id_, database_};
   RecordReload reload_{id_, database_};
-  RowWriter rows_{id_, database_};
+  RowWriter rows_{id_, record_.Get()->camera.GetStoragePath(), database_};
+  FolderWatch folder_{record_, rows_};
   FileSync sync_;
   Mailer mailer_;
   SpaceKeeper space_;

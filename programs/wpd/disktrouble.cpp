@@ -27,6 +27,7 @@ void DiskTrouble::ReportOnce(const Camera& camera, const std::string& what) {
 }
 
 void DiskTrouble::Report(const Camera& camera, const std::string& what) {
+  reason_ = what;
   ReportOnce(camera, what);
   if (mail_.Begin()) mailer_.Post(WP_MAIL_RECORDING_FAILED, camera);
 }
@@ -41,6 +42,7 @@ void DiskTrouble::End() {
   trouble_.End();
   (void)mail_.End();  // there is no mail for it
   pause_ = std::chrono::seconds(0);
+  reason_.clear();
 }
 
 DiskTrouble::State DiskTrouble::Check(const Camera& camera, Clock::time_point now) {

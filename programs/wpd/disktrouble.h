@@ -30,6 +30,9 @@ class DiskTrouble {
   /// A frame was written: all is well.
   void End();
 
+  /// What keeps the camera from being recorded; empty when nothing does.
+  [[nodiscard]] const std::string& Reason() const { return reason_; }
+
   enum class State {
     kRecording,  ///< no pause
     kPaused,     ///< not yet
@@ -44,6 +47,7 @@ class DiskTrouble {
   SpellState mail_;
   std::chrono::seconds pause_{0};  // how long the present one lasts, 0 without trouble
   Clock::time_point until_;
+  std::string reason_;
 };
 
 }  // namespace wpd

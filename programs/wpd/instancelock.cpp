@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <string.h>
 #include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 #include <watchpost/base/paths.h>
 
@@ -24,7 +25,9 @@ InstanceLock::InstanceLock(int camera_id) : path_(watchpost::DaemonLockFile(came
 bool InstanceLock::Take(std::string& error) {
   std::error_code failure;
   std::filesystem::create_directories(std::filesystem::path(path_).parent_path(), failure);
-  fd_.Reset(open(path_.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0644));
+  fd_.Reset(open(path_.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
+  // Whoever may open it may lock it: an earlier version let everybody.
+  if (fd_.IsValid()) (void)fchmod(fd_.Get(), 0600);
   if (!fd_.IsValid()) {
     error = "cannot open " + path_ + ": " + strerror(errno);
     return false;

@@ -3,7 +3,6 @@
 #include <watchpost/ipc/ringlayout.h>
 
 #include <algorithm>
-#include <cstring>
 #include <string>
 
 namespace wpd {
@@ -72,24 +71,18 @@ void LiveRing::Publish(const Frame& frame) {
     return;
   }
   too_large_.End();
-  if (Put(frame)) {
+  using Published = watchpost::RingHost::Published;
+  const Published published = host_->Publish(frame.data, static_cast<int>(frame.size));
+  if (published == Published::kDone) {
     full_since_ = Clock::time_point::max();
     trouble_.End();
     return;
   }
   full_since_ = std::min(full_since_, frame.steady);
-  if (frame.steady - full_since_ < kLongestFull) return;
+  if (published == Published::kFull && frame.steady - full_since_ < kLongestFull) return;
   trouble_.Begin(Title(camera_id_) + ": a reader keeps its live picture; beginning another ring");
   Replace();
-  if (host_ != nullptr) (void)Put(frame);  // empty: has room
-}
-
-bool LiveRing::Put(const Frame& frame) {
-  RingBuffer& ring = host_->Ring();
-  DataUnit* unit = ring.WriteAlloc(static_cast<int>(frame.size));
-  if (unit == nullptr) return false;
-  std::memcpy(unit->Payload(), frame.data, frame.size);
-  return ring.WriteFinish(unit) == 0;
+  if (host_ != nullptr) (void)host_->Publish(frame.data, static_cast<int>(frame.size));  // has room
 }
 
 }  // namespace wpd

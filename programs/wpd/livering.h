@@ -35,7 +35,6 @@ class LiveRing {
  private:
   using Clock = std::chrono::steady_clock;
 
-  bool Put(const Frame& frame) WATCHPOST_REQUIRES(mutex_);
   void Replace() WATCHPOST_REQUIRES(mutex_);
 
   const int camera_id_;

@@ -4,6 +4,7 @@
 #include <unistd.h>
 #include <watchpost/database/health.h>
 #include <watchpost/database/wpdb.h>
+#include <watchpost/media/jpegmemsrc.h>
 #include <watchpost/service/daemonsettings.h>
 
 #include <CLI/CLI.hpp>
@@ -62,6 +63,7 @@ int Run(const Options& options) {
     if (const std::optional<int> status = wpd::Detach(readiness)) return *status;
   }
   lock.WriteProcessId();
+  watchpost::MuteJpegMessages();
   wpd::BlockSignals();
   std::vector<std::string> problems;
   const watchpost::DaemonSettings settings = watchpost::LoadDaemonSettings(problems);
@@ -81,6 +83,7 @@ int main(int argc, char** argv) {
   app.add_flag("-f,--foreground",
                options.foreground,
                "Stay in the foreground and log to standard error too");
+  app.set_version_flag("--version", "wpd " WATCHPOST_VERSION, "Print the version");
   app.footer(
       "Without -f, returns as soon as the daemon runs: 0, or 1 with the reason. SIGINT and SIGTERM "
       "stop the\n"

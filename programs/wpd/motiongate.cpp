@@ -3,6 +3,8 @@
 namespace wpd {
 namespace {
 
+constexpr std::chrono::seconds kSteady{10};
+
 std::unique_ptr<watchpost::MotionSequence> MakeSequence(const CameraRecord& record) {
   return std::make_unique<watchpost::MotionSequence>(
       record.regions, record.camera.GetSensitivity(), watchpost::MotionSequence::kUsuallyFast);
@@ -10,11 +12,18 @@ std::unique_ptr<watchpost::MotionSequence> MakeSequence(const CameraRecord& reco
 
 }  // namespace
 
-MotionGate::MotionGate(const watchpost::DaemonSettings& settings, const CameraRecord& record)
+MotionGate::MotionGate(const watchpost::DaemonSettings& settings,
+                       const CameraRecord& record,
+                       Mailer& mailer)
     : after_(settings.motion_after),
       record_(record),
       motion_(MakeSequence(record)),
       history_(settings.motion_before, settings.history_bytes),
+      record_unjudged_(settings.record_unjudged),
+      mailer_(mailer),
+      unjudged_trouble_(Title(record.camera) + ": its frames can be judged again", kSteady),
+      unjudged_mail_(settings.mail_steady),
+      clipped_trouble_(""),
       regions_trouble_(Title(record.camera) + ": a region lies in its picture again"),
       history_trouble_("") {}
 
@@ -31,7 +40,8 @@ GateDecision MotionGate::Judge(const Frame& frame) {
   decision.mode = record_.camera.GetCurrentSchedule();
   const watchpost::MotionResult seen = Compare(frame, decision.mode);
   decision.level = seen.level;
-  if (decision.mode == RECORDING_MOTION && seen.motion) record_until_ = frame.steady + after_;
+  const bool moves = seen.motion || (seen.broken && record_unjudged_);
+  if (decision.mode == RECORDING_MOTION && moves) record_until_ = frame.steady + after_;
   decision.wanted = decision.mode == RECORDING_CONTINUOUS ||
                     (decision.mode == RECORDING_MOTION && frame.steady <= record_until_);
   return decision;
@@ -44,13 +54,27 @@ watchpost::MotionResult MotionGate::Compare(const Frame& frame, RecordingType mo
     return {};
   }
   const watchpost::MotionResult seen = motion_->Compare(frame.data, static_cast<int>(frame.size));
+  Report(seen);
+  return seen;
+}
+
+void MotionGate::Report(const watchpost::MotionResult& seen) {
+  const std::string title = Title(record_.camera);
   if (seen.outside) {
-    regions_trouble_.Begin(Title(record_.camera) +
+    regions_trouble_.Begin(title +
                            ": none of its regions lies in its picture; nothing counts as motion");
   } else {
     regions_trouble_.End();
   }
-  return seen;
+  if (seen.clipped) clipped_trouble_.Begin(title + ": " + watchpost::MotionSequence::kClippedText);
+  if (seen.broken) {
+    unjudged_trouble_.Begin(title + ": its frames are damaged, and motion cannot be found in them" +
+                            (record_unjudged_ ? "; they are recorded as if something moved" : ""));
+    if (unjudged_mail_.Begin()) mailer_.Post(WP_MAIL_RECORDING_FAILED, record_.camera);
+  } else if (seen.compared) {
+    unjudged_trouble_.End();
+    (void)unjudged_mail_.End();  // there is no mail for it
+  }
 }
 
 void MotionGate::Remember(const Frame& frame, const GateDecision& decision) {

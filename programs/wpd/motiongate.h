@@ -11,6 +11,7 @@
 #include "frame.h"
 #include "framehistory.h"
 #include "log.h"
+#include "mailer.h"
 
 namespace wpd {
 
@@ -23,7 +24,8 @@ struct GateDecision {
 
 class MotionGate {
  public:
-  MotionGate(const watchpost::DaemonSettings& settings, const CameraRecord& record);
+  /// `mailer` outlives the object.
+  MotionGate(const watchpost::DaemonSettings& settings, const CameraRecord& record, Mailer& mailer);
 
   /// Takes over the camera's changed record. True when motion is judged differently from now on.
   bool SetRecord(const CameraRecord& record);
@@ -44,12 +46,18 @@ class MotionGate {
   using Clock = std::chrono::steady_clock;
 
   watchpost::MotionResult Compare(const Frame& frame, RecordingType mode);
+  void Report(const watchpost::MotionResult& seen);
 
   const std::chrono::seconds after_;
   CameraRecord record_;
   std::unique_ptr<watchpost::MotionSequence> motion_;
   FrameHistory history_;
   Clock::time_point record_until_;  // because of motion
+  const bool record_unjudged_;
+  Mailer& mailer_;
+  Spell unjudged_trouble_;
+  SpellState unjudged_mail_;
+  Spell clipped_trouble_;  // logged once
   Spell regions_trouble_;
   Spell history_trouble_;  // logged once
 };

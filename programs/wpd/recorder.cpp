@@ -1,7 +1,9 @@
 #include "recorder.h"
 
 #include <string.h>
+#include <watchpost/event/camerafolder.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <thread>
 #include <utility>
@@ -20,7 +22,7 @@ Recorder::Recorder(const watchpost::DaemonSettings& settings, Parts parts)
     : settings_(settings),
       parts_(parts),
       record_(parts.record.Get()),
-      gate_(settings, *record_),
+      gate_(settings, *record_, parts.mailer),
       disk_(settings, record_->camera, parts.mailer) {}
 
 // A change of where recordings go, or of what counts as motion, ends the present one: the log of a
@@ -63,23 +65,48 @@ void Recorder::Record(const Frame& frame, const GateDecision& decision) {
   if (goes_on) (void)Put(frame, decision.level, decision.mode);  // what failed was reported
 }
 
+// Frames from before the motion may have another size.
 bool Recorder::Put(const Frame& frame, int level, RecordingType mode) {
+  if (recording_ != nullptr && !(frame.picture == recording_->Size())) End();
   return (recording_ != nullptr || Begin(frame, mode)) && Append(frame, level);
 }
 
 bool Recorder::NeedsNewFile(const Frame& frame, RecordingType mode) const {
+  constexpr std::chrono::seconds kLargestStep{2};
   return mode != mode_ || !(frame.picture == recording_->Size()) ||
          recording_->Age(frame.steady) >= settings_.cut_after ||
-         recording_->Bytes() + frame.size > settings_.cut_bytes ||
+         recording_->ClockStep(frame) > kLargestStep ||
+         recording_->Bytes() + frame.size > LargestFile() ||
          recording_->Row().GetFrameCount() >= kMostFrames;
 }
 
-// After a failed write the file stays open without growing: it can be finished properly once there
-// is room for its index.
+// A tenth of the camera's limit at most: the file at hand cannot be rotated.
+std::uint64_t Recorder::LargestFile() const {
+  constexpr int kMiB = 20;
+  constexpr std::uint64_t kShare = 10;
+  const Camera& camera = TheCamera();
+  if (!camera.IsRotatedBySize() || camera.GetCapacityLimit() <= 0) return settings_.cut_bytes;
+  const auto limit = static_cast<std::uint64_t>(camera.GetCapacityLimit()) << kMiB;
+  return std::min(settings_.cut_bytes, limit / kShare);
+}
+
+// Asked anew before a file is begun: it may have gone since the watch has looked.
+bool Recorder::HasFolder() const {
+  return parts_.folder.IsReady() &&
+         (recording_ != nullptr ||
+          watchpost::ExamineCameraFolder(TheCamera()) == watchpost::FolderState::kReady);
+}
+
 bool Recorder::MayRecord(Clock::time_point now) {
-  const DiskTrouble::State state = disk_.Check(TheCamera(), now);
-  if (state == DiskTrouble::State::kOver) End();
-  return state != DiskTrouble::State::kPaused;
+  std::string reason;
+  if (!HasFolder())
+    reason = TheCamera().GetStoragePath() + " is not there: is its disk mounted?";
+  else if (parts_.space.IsHeldBack())
+    reason = "its disk is nearly full, and it has no limit that would let old recordings go";
+  if (reason.empty()) return disk_.Check(TheCamera(), now) != DiskTrouble::State::kPaused;
+  disk_.Report(TheCamera(), "not recording: " + reason);
+  End();
+  return false;
 }
 
 bool Recorder::Begin(const Frame& frame, RecordingType mode) {
@@ -106,10 +133,12 @@ bool Recorder::Append(const Frame& frame, int level) {
   }
   if (status != MJE_OK) {
     Suspend(std::string("cannot write: ") + strerror(errno));
+    End();  // so that it can be rotated
     return false;
   }
   disk_.End();
   if (frame.steady < next_row_) return true;
+  parts_.space.OnWritten(recording_->TakeGrowth());
   parts_.rows.Put(recording_->Row(), recording_->Path(), false);
   next_row_ = frame.steady + settings_.row_interval;
   return true;
@@ -117,7 +146,7 @@ bool Recorder::Append(const Frame& frame, int level) {
 
 void Recorder::Suspend(const std::string& reason) {
   disk_.Suspend(TheCamera(), reason);
-  parts_.space.Wake();
+  parts_.space.OnFull();
 }
 
 // Once a motion: it may go on in further files.
@@ -135,11 +164,15 @@ void Recorder::End() {
     recording->Discard();
     return;
   }
-  if (!recording->Finish())
+  const bool complete = recording->Finish();
+  if (!complete) {
     disk_.Report(TheCamera(),
                  recording->Row().GetPath() + " could not be completed: " + strerror(errno));
+  }
   parts_.sync.Release(recording->Path());
-  parts_.rows.Put(recording->Row(), recording->Path(), true);
+  parts_.space.OnWritten(recording->TakeGrowth());
+  parts_.rows.Put(recording->Row(), recording->Path(), complete);
+  if (!complete) parts_.folder.Repair();
   parts_.space.Wake();
 }
 
@@ -154,17 +187,33 @@ std::optional<Activity> Recorder::Snapshot() {
   if (!mutex_.TryLock()) return std::nullopt;
   Activity activity = activity_;
   if (recording_ != nullptr) activity.file = recording_->Path();
+  activity.idle = WhyIdle();
   mutex_.Unlock();
   return activity;
+}
+
+// Trouble first; what the camera does is known to whoever fetches its frames.
+Idle Recorder::WhyIdle() const {
+  if (recording_ != nullptr) return {false, ""};
+  if (!disk_.Reason().empty()) return {true, disk_.Reason()};
+  switch (TheCamera().GetCurrentSchedule()) {
+    case RECORDING_CONTINUOUS:
+      return {true, "no frames come from the camera"};
+    case RECORDING_MOTION:
+      return {false, "nothing moves"};
+    default:
+      return {false, "its schedule says so"};
+  }
 }
 
 void Recorder::OnTick() {
   if (!mutex_.TryLock()) return;
   TakeOverRecord();
   if (recording_ != nullptr && !recording_->IsInPlace()) {
-    disk_.ReportOnce(TheCamera(),
-                     recording_->Row().GetPath() + " has gone from its folder; beginning another");
+    const std::string name = recording_->Row().GetPath();
     End();
+    if (HasFolder())
+      disk_.ReportOnce(TheCamera(), name + " has gone from its folder; beginning another");
   } else if (recording_ != nullptr && TheCamera().GetCurrentSchedule() != mode_) {
     End();
   }

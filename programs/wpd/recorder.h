@@ -13,6 +13,7 @@
 #include "camerarecord.h"
 #include "disktrouble.h"
 #include "filesync.h"
+#include "folderwatch.h"
 #include "mailer.h"
 #include "motiongate.h"
 #include "recording.h"
@@ -27,10 +28,11 @@ class Recorder {
   /// What a recorder works with; all outlive it.
   struct Parts {
     SharedRecord& record;
-    FileSync& sync;      ///< learns which file is being written
-    SpaceKeeper& space;  ///< checks the disk when a file has ended or could not be written
-    Mailer& mailer;      ///< for mails about motion, and about recording that fails
-    RowWriter& rows;     ///< gets every new state of a row
+    FileSync& sync;       ///< learns which file is being written
+    SpaceKeeper& space;   ///< checks the disk when a file has ended or could not be written
+    Mailer& mailer;       ///< for mails about motion, and about recording that fails
+    RowWriter& rows;      ///< gets every new state of a row
+    FolderWatch& folder;  ///< whether there is where to record, and finishing what could not be
   };
 
   Recorder(const watchpost::DaemonSettings& settings, Parts parts);
@@ -60,7 +62,10 @@ class Recorder {
   }
   void TakeOverRecord() WATCHPOST_REQUIRES(mutex_);
   bool NeedsNewFile(const Frame& frame, RecordingType mode) const WATCHPOST_REQUIRES(mutex_);
+  [[nodiscard]] std::uint64_t LargestFile() const WATCHPOST_REQUIRES(mutex_);
+  [[nodiscard]] bool HasFolder() const WATCHPOST_REQUIRES(mutex_);
   bool MayRecord(Clock::time_point now) WATCHPOST_REQUIRES(mutex_);
+  [[nodiscard]] Idle WhyIdle() const WATCHPOST_REQUIRES(mutex_);
   void Record(const Frame& frame, const GateDecision& decision) WATCHPOST_REQUIRES(mutex_);
   bool Put(const Frame& frame, int level, RecordingType mode) WATCHPOST_REQUIRES(mutex_);
   bool Begin(const Frame& frame, RecordingType mode) WATCHPOST_REQUIRES(mutex_);

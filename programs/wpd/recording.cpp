@@ -3,6 +3,7 @@
 #include <string.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <watchpost/event/camerafolder.h>
 #include <watchpost/event/eventfiles.h>
 #include <watchpost/event/recordingfile.h>
 
@@ -42,8 +43,7 @@ std::unique_ptr<Recording> Recording::Start(const Camera& camera,
     return nullptr;
   }
   const time_t when = std::chrono::system_clock::to_time_t(first.wall);
-  const std::string name =
-      watchpost::CreateRecordingFile(folder, camera.GetFilenamePrefix(), when, error);
+  const std::string name = watchpost::CreateRecording(camera, when, error);
   if (name.empty()) return nullptr;
   std::unique_ptr<Recording> recording(new Recording(camera, cause, first, name));
   const int status = MJE_CreateCompress(&recording->file_,
@@ -53,7 +53,7 @@ std::unique_ptr<Recording> Recording::Start(const Camera& camera,
                                         recording->nominal_rate_);
   if (status != MJE_OK) {
     error = "cannot begin " + recording->path_ + ": " + strerror(errno);
-    (void)unlink(recording->path_.c_str());  // it holds nothing yet
+    recording->Discard();  // it holds nothing yet
     return nullptr;
   }
   recording->inode_ = InodeOf(recording->path_);
@@ -66,10 +66,12 @@ std::unique_ptr<Recording> Recording::Start(const Camera& camera,
 Recording::Recording(const Camera& camera, EVENT_CAUSE cause, const Frame& first, std::string name)
     : size_(first.picture),
       nominal_rate_(FitRate(camera.GetFPS())),
+      first_wall_(first.wall),
       first_(first.steady),
       last_(first.steady),
       row_(camera.GetId(), size_.width, size_.height, cause, std::move(name)),
-      path_(watchpost::JoinRecordingPath(camera.GetStoragePath(), row_.GetPath())) {
+      folder_(camera.GetStoragePath()),
+      path_(watchpost::JoinRecordingPath(folder_, row_.GetPath())) {
   row_.SetStartTime(std::chrono::system_clock::to_time_t(first.wall));
   row_.SetEndTime(row_.GetStartTime());
 }
@@ -85,9 +87,9 @@ int Recording::Write(const Frame& frame, int level) {
   if (pending_levels_.size() >= kLevelsAtOnce) WriteLevels();
   last_ = frame.steady;
   row_.SetFrameCount(row_.GetFrameCount() + 1);
-  // The clock may have been set back meanwhile.
-  row_.SetEndTime(
-      std::max<long>(row_.GetStartTime(), std::chrono::system_clock::to_time_t(frame.wall)));
+  // By the steady clock: the other one may be set meanwhile.
+  const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(last_ - first_);
+  row_.SetEndTime(row_.GetStartTime() + static_cast<long>(seconds.count()));
   row_.SetSize(FitSize(Bytes()));
   return MJE_OK;
 }
@@ -118,6 +120,18 @@ bool Recording::Finish() {
   return complete;
 }
 
+std::uint64_t Recording::TakeGrowth() {
+  const std::uint64_t before = taken_;
+  taken_ = std::max(before, watchpost::DiskUsage(path_));
+  return taken_ - before;
+}
+
+std::chrono::milliseconds Recording::ClockStep(const Frame& now) const {
+  const auto wall = now.wall - first_wall_;
+  const auto steady = now.steady - first_;
+  return std::chrono::abs(std::chrono::duration_cast<std::chrono::milliseconds>(wall - steady));
+}
+
 bool Recording::IsInPlace() const {
   return InodeOf(path_) == inode_;
 }
@@ -125,6 +139,7 @@ bool Recording::IsInPlace() const {
 void Recording::Discard() {
   (void)Finish();
   (void)RemoveEventFile(path_.c_str());  // what stays is found by "wpctl storage check"
+  watchpost::ForgetRecording(folder_, row_.GetCameraID(), row_.GetPath());
 }
 
 }  // namespace wpd

@@ -48,6 +48,10 @@ class Recording {
   [[nodiscard]] const Event& Row() const { return row_; }
   [[nodiscard]] watchpost::PictureSize Size() const { return size_; }
   [[nodiscard]] std::uint64_t Bytes() const { return watchpost::WrittenBytes(file_); }
+  /// What the file has come to take on its disk since the last call, in bytes.
+  std::uint64_t TakeGrowth();
+  /// How far the wall clock has been set, either way, since the first frame.
+  [[nodiscard]] std::chrono::milliseconds ClockStep(const Frame& now) const;
   [[nodiscard]] std::chrono::steady_clock::duration Age(
       std::chrono::steady_clock::time_point now) const {
     return now - first_;
@@ -61,12 +65,15 @@ class Recording {
 
   watchpost::PictureSize size_;
   std::uint16_t nominal_rate_;
+  std::chrono::system_clock::time_point first_wall_;
   std::chrono::steady_clock::time_point first_;
   std::chrono::steady_clock::time_point last_;
   Event row_;
+  std::string folder_;
   std::string path_;
   MJE_HANDLE file_ = nullptr;
   std::uint64_t inode_ = 0;
+  std::uint64_t taken_ = 0;  // by TakeGrowth
   std::unique_ptr<MDLog> levels_;
   std::vector<int> pending_levels_;  // not in the log yet
 };

@@ -1,66 +1,98 @@
 #include "recovery.h"
 
+#include <watchpost/event/camerafolder.h>
 #include <watchpost/event/eventfiles.h>
 #include <watchpost/event/eventstore.h>
 #include <watchpost/event/recordingfile.h>
 #include <watchpost/event/recordingrepair.h>
 
-#include <algorithm>
 #include <filesystem>
 #include <string>
 #include <system_error>
-#include <vector>
 
 #include "log.h"
 
 namespace wpd {
 namespace {
 
-// A daemon leaves one file, two when it was killed between them; a clock that was set back puts
-// others behind them.
-constexpr std::size_t kMostFiles = 50;
+using watchpost::StoreResult;
 
-// Names of recordings begin with their time: the last ones are the newest.
-std::vector<std::string> NewestNames(const std::string& folder) {
-  std::vector<std::string> names;
-  std::error_code failure;
-  for (std::filesystem::directory_iterator entry(folder, failure), end; !failure && entry != end;
-       entry.increment(failure)) {
-    std::string name = entry->path().filename();
-    if (watchpost::IsRecordingName(name)) names.push_back(std::move(name));
-  }
-  std::sort(names.rbegin(), names.rend());
-  if (names.size() > kMostFiles) names.resize(kMostFiles);
-  return names;
+// What the database knows of the recording; a fresh row without it.
+Event RowOf(const Camera& camera, const std::string& name) {
+  Event row(camera.GetId(), 0, 0, EVENT_CAUSE_CONTINUOUS, name);
+  Event found;
+  if (watchpost::FindEvent(camera.GetId(), name, found) == StoreResult::kDone) row = found;
+  return row;
 }
 
-void Finish(const Camera& camera, const std::string& name, RowWriter& rows) {
+void Discard(const Camera& camera, const std::string& name, const std::string& path) {
+  Log("camera %d: %s was begun before the daemon was killed, and holds no picture: removed",
+      camera.GetId(),
+      name.c_str());
+  if (RemoveEventFile(path.c_str()) != 0) return;  // the next start finds its note again
+  const Event row = RowOf(camera, name);
+  if (row.IsSaved()) (void)watchpost::RemoveRows({row});  // else storage check finds it
+  watchpost::ForgetRecording(camera.GetStoragePath(), camera.GetId(), name);
+}
+
+// False when it is to be tried again.
+bool Finish(const Camera& camera, const std::string& name, RowWriter& rows) {
   const std::string path = watchpost::JoinRecordingPath(camera.GetStoragePath(), name);
   watchpost::AviContents contents;
-  if (watchpost::InspectAvi(path.c_str(), contents) != watchpost::kAviUnfinished) return;
-  Event event(camera.GetId(), 0, 0, EVENT_CAUSE_CONTINUOUS, name);
-  (void)watchpost::FindEvent(camera.GetId(), name, event);  // without one it stays as it is
-  const std::string title = "camera " + std::to_string(camera.GetId()) + ": " + name;
-  if (contents.frames == 0) {
-    Log("%s was begun before the daemon was killed, and holds no picture: removed", title.c_str());
-    (void)RemoveEventFile(path.c_str());        // if it stays, the next start sees it
-    if (event.IsSaved()) (void)event.Delete();  // what failed is in the log
-    return;
+  const watchpost::AviState state = watchpost::InspectAvi(path.c_str(), contents);
+  if (state == watchpost::kAviEmpty ||
+      (state == watchpost::kAviUnfinished && contents.frames == 0)) {
+    Discard(camera, name, path);
+    return true;
   }
-  if (watchpost::FinishRecording(path, camera.GetFPS(), event) != watchpost::kAviFinished) {
-    return Log("%s was not finished before the daemon was killed, and cannot be: is the disk full?",
-               title.c_str());
+  Event row = RowOf(camera, name);
+  if (state == watchpost::kAviFinished) {
+    // Its row may not say so: the database was away, or the daemon died between the two.
+    const bool differs = row.GetFrameCount() != static_cast<int>(contents.frames);
+    watchpost::DescribeRecording(path, contents, differs, row);
+    rows.PutRecovered(row, path);
+    return true;
   }
-  rows.PutRecovered(event, path);
-  Log("%s was not finished before the daemon was killed; it is now, with %d pictures",
-      title.c_str(),
-      event.GetFrameCount());
+  if (state != watchpost::kAviUnfinished) return true;  // being written, or not ours
+  if (watchpost::FinishRecording(path, camera.GetFPS(), row) != watchpost::kAviFinished)
+    return false;
+  rows.PutRecovered(row, path);
+  Log("camera %d: %s was not finished before the daemon was killed; it is now, with %d pictures",
+      camera.GetId(),
+      name.c_str(),
+      row.GetFrameCount());
+  return true;
 }
 
 }  // namespace
 
-void FinishLeftovers(const Camera& camera, RowWriter& rows) {
-  for (const std::string& name : NewestNames(camera.GetStoragePath())) Finish(camera, name, rows);
+bool FinishLeftovers(const Camera& camera, RowWriter& rows) {
+  bool all = true;
+  for (const std::string& name :
+       watchpost::NotedRecordings(camera.GetStoragePath(), camera.GetId()))
+    all = Finish(camera, name, rows) && all;
+  return all;
+}
+
+void NoteUnfinished(const Camera& camera) {
+  const std::string folder = camera.GetStoragePath();
+  std::string error;
+  if (!watchpost::ClaimCameraFolder(camera, error)) return;
+  std::error_code failure;
+  for (std::filesystem::directory_iterator entry(folder, failure), end; !failure && entry != end;
+       entry.increment(failure)) {
+    const std::string name = entry->path().filename();
+    watchpost::AviContents contents;
+    if (!watchpost::IsRecordingName(name)) continue;
+    const watchpost::AviState state = watchpost::InspectAvi(entry->path().c_str(), contents);
+    if (state != watchpost::kAviUnfinished && state != watchpost::kAviEmpty) continue;
+    // Two cameras may have shared the folder.
+    Event row;
+    if (watchpost::FindRowOfFile(folder, name, row) == StoreResult::kDone &&
+        row.GetCameraID() != camera.GetId())
+      continue;
+    (void)watchpost::NoteRecording(folder, camera.GetId(), name);  // there may be one
+  }
 }
 
 }  // namespace wpd

@@ -22,10 +22,15 @@ bool IsRotated(const Camera& camera) {
 void Rotation::OnRecordChanged() {
   changed_ = true;
   thread_.Wake();
-  OnTick();
+  EndWait();
 }
 
-void Rotation::OnTick() {
+void Rotation::OnTick(bool has_folder) {
+  if (has_folder_.exchange(has_folder) != has_folder) OnRecordChanged();
+  EndWait();
+}
+
+void Rotation::EndWait() {
   if (changed_ || thread_.IsStopping()) (void)client_.Terminate();  // always 0
 }
 
@@ -34,7 +39,7 @@ bool Rotation::Stop(std::chrono::milliseconds limit) {
   const auto deadline = WorkerThread::Clock::now() + limit;
   while (!thread_.Stop(kSlice)) {
     if (WorkerThread::Clock::now() > deadline) return false;
-    OnTick();
+    EndWait();
   }
   return true;
 }
@@ -42,7 +47,7 @@ bool Rotation::Stop(std::chrono::milliseconds limit) {
 std::optional<WorkerThread::Clock::duration> Rotation::DoWork() {
   changed_ = false;
   Camera camera = record_.Get()->camera;
-  if (!IsRotated(camera)) return std::nullopt;
+  if (!IsRotated(camera) || !has_folder_) return std::nullopt;
   if (client_.DoRotate(&camera, SizeLimit(camera), DaysLimit(camera)) == WP_ROTATE_OK)
     return WorkerThread::Clock::duration::zero();
   Log("camera %d: cannot wait for the hour of rotation; waiting for changed limits",

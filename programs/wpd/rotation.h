@@ -26,8 +26,9 @@ class Rotation : private WorkerThread::Delegate {
   void OnRecordChanged();
 
   /// To be called about once a second: a change that came just as the loop began is asked for
-  /// again.
-  void OnTick();
+  /// again. Without the camera's folder nothing is removed: its recordings lie on a disk that is
+  /// missing.
+  void OnTick(bool has_folder);
 
   /// Ends the thread after the batch at hand; see WorkerThread::Stop.
   bool Stop(std::chrono::milliseconds limit);
@@ -37,7 +38,10 @@ class Rotation : private WorkerThread::Delegate {
 
   SharedRecord& record_;
   RotateClient client_;
+  void EndWait();
+
   std::atomic<bool> changed_{false};
+  std::atomic<bool> has_folder_{true};
   WorkerThread thread_{*this};
 };
 

@@ -1,22 +1,35 @@
 #include "rowwriter.h"
 
 #include <unistd.h>
+#include <watchpost/event/camerafolder.h>
 #include <watchpost/event/eventstore.h>
+#include <watchpost/event/recordingfile.h>
 
+#include <cerrno>
+#include <filesystem>
 #include <utility>
 #include <vector>
 
 namespace wpd {
+namespace {
+
+bool IsDeleted(const std::string& file) {
+  return access(file.c_str(), F_OK) != 0 && errno == ENOENT &&
+         watchpost::IsMarkedFolder(std::filesystem::path(file).parent_path());
+}
+
+}  // namespace
 
 using watchpost::MutexLock;
 using watchpost::StoreResult;
 
-RowWriter::RowWriter(int camera_id, DatabaseWorker& worker) : journal_(camera_id), worker_(worker) {
+RowWriter::RowWriter(int camera_id, const std::string& folder, DatabaseWorker& worker)
+    : journal_(camera_id), worker_(worker) {
   const MutexLock lock(mutex_);
   for (Event& row : journal_.Load()) {
     Entry entry;
-    entry.insert_tried = true;
     entry.finished = true;  // whoever wrote it is gone
+    entry.file = watchpost::JoinRecordingPath(folder, row.GetPath());
     std::string path = row.GetPath();
     entry.row = std::move(row);
     entries_.emplace(std::move(path), std::move(entry));
@@ -49,8 +62,7 @@ void RowWriter::PutRecovered(Event row, const std::string& file) {
       row.SetCause(entry.row.GetCause());
       ++entry.revision;
     }
-    row.SetID(0);               // it is found again
-    entry.insert_tried = true;  // the earlier daemon may have
+    row.SetID(0);  // it is found again
     entry.row = std::move(row);
     entry.file = file;
     entry.finished = true;
@@ -87,30 +99,30 @@ bool RowWriter::DoWork() {
     const MutexLock lock(mutex_);
     Entry& kept = entries_.at(entry.row.GetPath());
     kept.row.SetID(entry.row.GetID());
-    kept.insert_tried = entry.insert_tried;
     if (!written) return false;
     kept.written = entry.revision;
-    if (kept.finished && kept.written == kept.revision) entries_.erase(entry.row.GetPath());
+    if (!kept.finished || kept.written != kept.revision) continue;
+    const std::string folder = std::filesystem::path(kept.file).parent_path();
+    watchpost::ForgetRecording(folder, entry.row.GetCameraID(), entry.row.GetPath());
+    entries_.erase(entry.row.GetPath());
   }
 }
 
 // Whether the row is in the database as it should be, or nowhere because its file has gone.
 bool RowWriter::Store(Entry& entry) {
   Event& row = entry.row;
-  if (!row.IsSaved() && entry.insert_tried &&
-      watchpost::FindInserted(row) == StoreResult::kFailed) {
-    return false;
-  }
   if (row.IsSaved()) {
     const StoreResult updated = watchpost::UpdateGrowth(row);
     if (updated != StoreResult::kNoRow) return updated == StoreResult::kDone;
-    // Somebody deleted it. With its file that is final; without, the recording needs a row: making
-    // room takes the rows of a whole second.
     row.SetID(0);
-    if (entry.file.empty() || access(entry.file.c_str(), F_OK) != 0) return true;
   }
-  entry.insert_tried = true;
-  return watchpost::InsertEvent(row) == StoreResult::kDone;
+  // Without a row: none was made yet, or somebody deleted it. With its file that is final; else the
+  // recording needs one: making room takes the rows of a whole second.
+  if (IsDeleted(entry.file)) return true;
+  const StoreResult inserted = watchpost::InsertEvent(row);
+  if (inserted == StoreResult::kFound)
+    return watchpost::UpdateGrowth(row) != StoreResult::kFailed;  // it may have gone again
+  return inserted == StoreResult::kDone;
 }
 
 void RowWriter::Keep() {

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <watchpost/base/mutex.h>
+#include <watchpost/camera/camera.h>
 #include <watchpost/event/event.h>
 
 #include <cstdint>
@@ -16,8 +17,9 @@ namespace wpd {
 
 class RowWriter : public DatabaseTask {
  public:
-  /// Takes over the rows that an earlier daemon could not write. `worker` outlives the object.
-  RowWriter(int camera_id, DatabaseWorker& worker);
+  /// Takes over the rows that an earlier daemon of the camera with that folder could not write.
+  /// `worker` outlives the object.
+  RowWriter(int camera_id, const std::string& folder, DatabaseWorker& worker);
 
   /// Takes over the newest state of the row of the recording whose file is `file`; the last one is
   /// `finished`.
@@ -33,12 +35,11 @@ class RowWriter : public DatabaseTask {
  private:
   /// A row on its way to the database.
   struct Entry {
-    Event row;         ///< its id is that of the database's row, once that is known
-    std::string file;  ///< empty when it is not known
+    Event row;  ///< its id is that of the database's row, once that is known
+    std::string file;
     bool finished = false;
     std::uint64_t revision = 1;  ///< of `row`
     std::uint64_t written = 0;   ///< revision that the database holds
-    bool insert_tried = false;   ///< there may be a row whose id was never received
   };
   using Entries = std::map<std::string, Entry>;  // by the row's path
 

@@ -14,6 +14,8 @@ namespace wpd {
 namespace {
 
 constexpr std::chrono::seconds kBetweenChecks{5};
+// Files may end many times a second, and each check asks the database.
+constexpr std::chrono::milliseconds kLeastPause{250};
 constexpr std::chrono::minutes kBetweenEntries{1};
 // A small disk would hold nothing but its free space.
 constexpr std::uint64_t kLargestShare = 10;
@@ -34,25 +36,44 @@ std::uint64_t FreeBytes(const std::string& folder) {
   return static_cast<std::uint64_t>(status.f_bavail) * status.f_frsize;
 }
 
-SpaceKeeper::SpaceKeeper(std::uint64_t floor_bytes,
-                         std::chrono::seconds steady,
+SpaceKeeper::SpaceKeeper(const watchpost::DaemonSettings& settings,
                          SharedRecord& record,
                          Mailer& mailer)
-    : wanted_(floor_bytes),
+    : wanted_(settings.floor_bytes),
+      reserve_(settings.reserve_bytes),
       record_(record),
       mailer_(mailer),
       full_("camera " + std::to_string(record.Get()->camera.GetId()) + ": the disk has room again",
-            steady),
-      full_mail_(steady) {}
+            settings.mail_steady),
+      full_mail_(settings.mail_steady) {}
+
+void SpaceKeeper::OnFull() {
+  full_now_ = true;
+  thread_.Wake();
+}
 
 std::optional<WorkerThread::Clock::duration> SpaceKeeper::DoWork() {
+  const auto now = WorkerThread::Clock::now();
+  if (!full_now_ && now < next_check_) return next_check_ - now;
+  next_check_ = now + kLeastPause;
   const auto record = record_.Get();
   const Camera& camera = record->camera;
   const std::string folder = camera.GetStoragePath();
   const std::uint64_t floor = FloorOf(folder, wanted_);
-  if (IsRotated(camera)) RemoveOldest(camera, floor);
-  if (WorkerThread::Clock::now() >= next_entry_) LogRemoved();
-  if (FreeBytes(folder) < floor) {
+  const bool limited = IsRotated(camera);
+  const std::uint64_t written = written_.exchange(0);
+  credit_ += static_cast<std::int64_t>(written);
+  // Without room for its next file it may remove one in advance.
+  if (written > 0) advanced_ = false;
+  if (full_now_.exchange(false) && !std::exchange(advanced_, true))
+    credit_ = std::max<std::int64_t>(credit_, 1);
+  if (FreeBytes(folder) >= floor) credit_ = std::min<std::int64_t>(credit_, 0);
+  if (limited) RemoveOldest(camera, floor);
+  if (now >= next_entry_) LogRemoved();
+  const std::uint64_t free = FreeBytes(folder);
+  if (limited || free >= floor + std::min(reserve_, floor)) held_back_ = false;
+  if (!limited && free < floor) held_back_ = true;
+  if (free < floor) {
     ReportFull(camera);
   } else {
     full_.End();
@@ -61,18 +82,26 @@ std::optional<WorkerThread::Clock::duration> SpaceKeeper::DoWork() {
   return kBetweenChecks;
 }
 
+// One recording may be larger than what was written: the rest is owed.
 void SpaceKeeper::RemoveOldest(const Camera& camera, std::uint64_t floor) {
-  while (!thread_.IsStopping() && FreeBytes(camera.GetStoragePath()) < floor) {
-    const int removed = watchpost::RemoveOldestSecond(camera);
-    if (removed == 0) return;
-    removed_ += removed;
+  while (!thread_.IsStopping() && credit_ > 0) {
+    const std::uint64_t free = FreeBytes(camera.GetStoragePath());
+    if (free >= floor) return;
+    const watchpost::RemovedFiles removed = watchpost::RemoveOldestFiles(
+        camera, std::min(floor - free, static_cast<std::uint64_t>(credit_)));
+    if (removed.count == 0) return;
+    credit_ -= static_cast<std::int64_t>(removed.bytes);
+    removed_ += removed.count;
   }
 }
 
+// A camera that makes room for itself needs no mail while it can.
 void SpaceKeeper::ReportFull(const Camera& camera) {
+  if (IsRotated(camera) && FreeBytes(camera.GetStoragePath()) >= reserve_) return;
   full_.Begin(Title(camera) + ": its disk is nearly full, " +
-              (IsRotated(camera) ? "and it has no recording left that can be removed"
-                                 : "and it has no limit that would let old recordings go"));
+              (IsRotated(camera)
+                   ? "and it has no recording left that can be removed for what it records"
+                   : "and it has no limit that would let old recordings go: it stops recording"));
   if (full_mail_.Begin()) mailer_.Post(WP_MAIL_RECORDING_FAILED, camera);
 }
 
@@ -81,7 +110,7 @@ void SpaceKeeper::LogRemoved() {
   if (removed_ == 0) return;
   const std::string count = itos(std::exchange(removed_, 0));
   const std::string name = record_.Get()->camera.GetName();
-  (void)WPLog(WP_LOG_ROTATED_BY_SIZE, name.c_str(), count.c_str(), "", "");  // always 0
+  (void)WPLog(WP_LOG_REMOVED_FOR_ROOM, name.c_str(), count.c_str(), "", "");  // always 0
   next_entry_ = WorkerThread::Clock::now() + kBetweenEntries;
 }
 

@@ -2,6 +2,9 @@
 // seconds, and removes the camera's oldest recordings when there is too little. Thread-safe.
 #pragma once
 
+#include <watchpost/service/daemonsettings.h>
+
+#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <string>
@@ -19,17 +22,24 @@ std::uint64_t FreeBytes(const std::string& folder);
 
 class SpaceKeeper : private WorkerThread::Delegate {
  public:
-  /// Keeps `floor_bytes` free. A camera without limits keeps all of its recordings, and its owner
-  /// gets a mail through `mailer` when there is too little room for `steady`.
-  SpaceKeeper(std::uint64_t floor_bytes,
-              std::chrono::seconds steady,
-              SharedRecord& record,
-              Mailer& mailer);
+  /// Both outlive the object.
+  SpaceKeeper(const watchpost::DaemonSettings& settings, SharedRecord& record, Mailer& mailer);
 
   void Start() { thread_.Start(); }
 
   /// Makes it check soon. Does not block.
   void Wake() { thread_.Wake(); }
+
+  /// So many bytes more were recorded: as many may go to make room, and no more, so that what one
+  /// camera keeps is never another's to fill.
+  void OnWritten(std::uint64_t bytes) { written_ += bytes; }
+
+  /// A frame could not be written for want of room.
+  void OnFull();
+
+  /// Whether the camera must not record: it has no limit, and the disk is nearly full. What is left
+  /// belongs to the cameras that make room for themselves.
+  [[nodiscard]] bool IsHeldBack() const { return held_back_; }
 
   /// See WorkerThread::Stop.
   bool Stop(std::chrono::milliseconds limit) { return thread_.Stop(limit); }
@@ -41,12 +51,19 @@ class SpaceKeeper : private WorkerThread::Delegate {
   void ReportFull(const Camera& camera);
   void LogRemoved();
 
-  const std::uint64_t wanted_;
+  const std::uint64_t wanted_;   // free bytes
+  const std::uint64_t reserve_;  // and so many more before a camera without limit goes on
   SharedRecord& record_;
   Mailer& mailer_;
+  std::atomic<std::uint64_t> written_{0};  // bytes since the last check
+  std::atomic<bool> full_now_{false};      // a write has failed since then
+  std::atomic<bool> held_back_{false};
   // Of the thread alone:
+  std::int64_t credit_ = 0;  // bytes that may be removed
+  bool advanced_ = false;    // one was removed in advance, and nothing has been written since
   Spell full_;
   SpellState full_mail_;
+  WorkerThread::Clock::time_point next_check_;
   int removed_ = 0;  // and not in the event log yet
   WorkerThread::Clock::time_point next_entry_;
   WorkerThread thread_{*this};

@@ -37,7 +37,10 @@ void StatusFile::Update(const Activity& activity) {
   const Trouble trouble = LastTrouble();
   nlohmann::ordered_json status;
   status["since"] = since_;
-  status["frames_per_second"] = std::round(rate * 10) / 10;
+  status["recording"] = !activity.file.empty();
+  status["healthy"] = !activity.idle.trouble;
+  status["not_recording_because"] = activity.idle.reason;
+  status["fps"] = std::round(rate * 10) / 10;
   status["file"] = activity.file;
   status["level"] = activity.level;
   status["trouble"] = trouble.text;

@@ -9,11 +9,18 @@
 
 namespace wpd {
 
+/// Why nothing is being recorded at a moment.
+struct Idle {
+  bool trouble = false;  ///< it should be
+  std::string reason;    ///< empty while something is recorded
+};
+
 /// The state of recording at a moment.
 struct Activity {
   std::uint64_t frames = 0;  ///< delivered since the daemon's start
   std::string file;          ///< path of the recording at hand, empty without one
-  int level = 0;             ///< motion level of the last frame that was judged
+  Idle idle;
+  int level = 0;  ///< motion level of the last frame that was judged
 };
 
 class StatusFile {

@@ -38,4 +38,8 @@ std::string DaemonJournalFile(int camera_id) {
   return DaemonFile("/var/lib/orva", camera_id, ".rows");
 }
 
+std::string DaemonFolderFile(int camera_id) {
+  return DaemonFile("/var/lib/orva", camera_id, ".folder");
+}
+
 }  // namespace watchpost

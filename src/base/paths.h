@@ -24,9 +24,11 @@ WATCHPOST_API std::string DaemonProgram();
 
 /// Files of one camera's daemon: "/var/run/orva/wpd-ID.lock", held under an exclusive flock while
 /// the daemon lives; "/var/run/orva/wpd-ID.json", what it is doing; "/var/lib/orva/wpd-ID.rows",
-/// rows that the database has not taken yet.
+/// rows that the database has not taken yet; "/var/lib/orva/wpd-ID.folder", where its recordings
+/// go.
 WATCHPOST_API std::string DaemonLockFile(int camera_id);
 WATCHPOST_API std::string DaemonStatusFile(int camera_id);
 WATCHPOST_API std::string DaemonJournalFile(int camera_id);
+WATCHPOST_API std::string DaemonFolderFile(int camera_id);
 
 }  // namespace watchpost

@@ -115,7 +115,7 @@ void Camera::ScheduleFromString(std::string text) noexcept {
 void Camera::DumpSchedule() const noexcept {}
 
 // Puts every field but the id into a format that takes them in the order of kColumns.
-std::string Camera::FormatFields(const std::string& format) const noexcept {
+watchpost::Statement Camera::FormatFields(const std::string& format) const noexcept {
   return FormatStatement(format.c_str(),
                          WPDBEscapeString(name_).c_str(),
                          type_,
@@ -140,18 +140,18 @@ std::string Camera::FormatFields(const std::string& format) const noexcept {
                          WPDBEscapeString(StringFromSchedule()).c_str());
 }
 
-std::string Camera::strSqlInsert() const noexcept {
+watchpost::Statement Camera::FormatInsert() const noexcept {
   return FormatFields("INSERT INTO camera (id, " + kColumns + ") VALUES (" + itos(id_) + ", " +
                       kValues + ");");
 }
 
 // Without a closing semicolon, unlike the one above.
-std::string Camera::strSqlInsertByDefaultID() const noexcept {
+watchpost::Statement Camera::FormatInsertByDefaultID() const noexcept {
   return FormatFields("INSERT INTO camera (id, " + kColumns + ") VALUES (DEFAULT, " + kValues +
                       ") RETURNING id");
 }
 
-std::string Camera::strSqlUpdate() const noexcept {
+watchpost::Statement Camera::FormatUpdate() const noexcept {
   return FormatFields(
       "UPDATE camera SET name = '%s', type = %d, vendor = '%s', model = '%s', hostname = '%s', "
       "port = %d, path = '%s', username = '%s', password = '%s', fps = %d, image_width = %d, "
@@ -159,6 +159,18 @@ std::string Camera::strSqlUpdate() const noexcept {
       "recording_days = %d, enable_capacity = '%d', enable_days = '%d', motion_sensitivity = %d, "
       "enable_motionlog = '%d', schedule = '%s' WHERE id = " +
       itos(id_) + " ");
+}
+
+std::string Camera::strSqlInsert() const noexcept {
+  return FormatInsert().text;
+}
+
+std::string Camera::strSqlInsertByDefaultID() const noexcept {
+  return FormatInsertByDefaultID().text;
+}
+
+std::string Camera::strSqlUpdate() const noexcept {
+  return FormatUpdate().text;
 }
 
 int Camera::PutRowIntoClassCamera(__tag_DBResult* result, unsigned int row) noexcept {
@@ -214,18 +226,18 @@ int Camera::ReloadMotionDet() noexcept {
 }
 
 int Camera::Insert() noexcept {
-  return watchpost::ExecuteStatement(strSqlInsert());
+  return watchpost::ExecuteStatement(FormatInsert());
 }
 
 int Camera::InsertByNewID() noexcept {
-  const char* failure = watchpost::InsertRow(strSqlInsertByDefaultID(), id_);
+  const char* failure = watchpost::InsertRow(FormatInsertByDefaultID(), id_);
   if (failure == nullptr) return 0;
   WP_LOG("%s", failure);
   return -1;
 }
 
 int Camera::Update() noexcept {
-  if (watchpost::ExecuteStatement(strSqlUpdate()) == 0) return 0;
+  if (watchpost::ExecuteStatement(FormatUpdate()) == 0) return 0;
   WP_LOG("Failed to execute command");
   return -1;
 }

@@ -13,6 +13,10 @@
 #include "camera/schedule.h"
 #include "platform/orvadb.h"
 
+namespace watchpost {
+struct Statement;
+}
+
 class WATCHPOST_API Camera {
  public:
   /// Type 1, sensitivity 99; every other number 0, every text empty, nothing recorded.
@@ -157,7 +161,10 @@ class WATCHPOST_API Camera {
   [[nodiscard]] std::string strSqlUpdate() const noexcept;
 
  private:
-  std::string FormatFields(const std::string& format) const noexcept;
+  watchpost::Statement FormatFields(const std::string& format) const noexcept;
+  watchpost::Statement FormatInsert() const noexcept;
+  watchpost::Statement FormatInsertByDefaultID() const noexcept;
+  watchpost::Statement FormatUpdate() const noexcept;
   static void DumpField(const char* key, const char* value) noexcept;
   static void DumpField(const char* key, int value) noexcept;
 

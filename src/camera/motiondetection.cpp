@@ -2,10 +2,10 @@
 
 #include <utility>
 
-#include "database/textlimits_internal.h"
-#include "database/statement.h"
-#include "database/wpdb.h"
 #include "base/utils.h"
+#include "database/statement.h"
+#include "database/textlimits_internal.h"
+#include "database/wpdb.h"
 
 using watchpost::Row;
 
@@ -36,6 +36,13 @@ MotionRegion& MotionDetection::GetRegion(int index) noexcept {
   return regions_.at(static_cast<std::size_t>(index));
 }
 
+std::vector<watchpost::PixelRegion> MotionDetection::Rectangles() const {
+  std::vector<watchpost::PixelRegion> rectangles;
+  for (const MotionRegion& region : regions_)
+    rectangles.push_back({region.Left(), region.Top(), region.Right(), region.Bottom()});
+  return rectangles;
+}
+
 int MotionDetection::DeleteRegion(int index) noexcept {
   if (index < 0 || index >= RegionCount()) return -1;
   regions_.erase(regions_.begin() + index);
@@ -49,9 +56,14 @@ int MotionDetection::ClearAll() noexcept {
 
 int MotionDetection::Reload(int camera_id) noexcept {
   if (camera_id < 0) return -1;
+  (void)Read(camera_id);  // what cannot be read leaves the list as it was
+  return 0;
+}
+
+bool MotionDetection::Read(int camera_id) noexcept {
   const watchpost::ResultPtr result = watchpost::Query(
       std::string("SELECT * FROM ") + gszTableMotion + " WHERE camera_id = " + itos(camera_id));
-  if (result == nullptr) return 0;
+  if (result == nullptr) return false;
   regions_.clear();
   watchpost::RowCursor rows(result.get());
   while (rows.Next()) {
@@ -59,14 +71,14 @@ int MotionDetection::Reload(int camera_id) noexcept {
     regions_.emplace_back(
         row.Int("m_left"), row.Int("top"), row.Int("m_right"), row.Int("bottom"), row.Text("name"));
   }
-  return 0;
+  return true;
 }
 
 int MotionDetection::Save(int camera_id) noexcept {
   if (Delete(camera_id) != 0) return -1;
   for (MotionRegion& region : regions_) {
     region.Validate();
-    const std::string sql = watchpost::FormatStatement(
+    const watchpost::Statement statement = watchpost::FormatStatement(
         "INSERT INTO motion (camera_id, name, top, bottom, m_left, m_right) VALUES (%d, '%s', %d, "
         "%d, %d, %d)",
         camera_id,
@@ -75,7 +87,7 @@ int MotionDetection::Save(int camera_id) noexcept {
         region.Bottom(),
         region.Left(),
         region.Right());
-    if (watchpost::ExecuteStatement(sql) != 0) return -1;
+    if (watchpost::ExecuteStatement(statement) != 0) return -1;
   }
   return 0;
 }

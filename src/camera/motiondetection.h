@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "base/export.h"
+#include "base/pixelregion.h"
 
 /// One named rectangle. Edges are pixels of the camera's picture; neither order nor range is
 /// checked.
@@ -51,6 +52,9 @@ class WATCHPOST_API MotionDetection {
   /// The region at `index`, 0 to RegionCount() - 1; any other index ends the process.
   [[nodiscard]] MotionRegion& GetRegion(int index) noexcept;
 
+  /// All regions, without their names.
+  [[nodiscard]] std::vector<watchpost::PixelRegion> Rectangles() const;
+
   /// Removes the region at `index`; later ones move up. Returns 0, or -1 when there is no such
   /// region.
   int DeleteRegion(int index) noexcept;
@@ -62,6 +66,10 @@ class WATCHPOST_API MotionDetection {
   /// Returns -1 for a negative id. Returns 0 otherwise, also when the database could not be read,
   /// which leaves the list as it was.
   int Reload(int camera_id) noexcept;
+
+  /// The same, for who must not take what could not be read for no regions: false, with the list as
+  /// it was, when the database could not be read.
+  [[nodiscard]] bool Read(int camera_id) noexcept;
 
   /// Replaces the camera's stored regions with the list and cuts over-long names in both. Returns
   /// 0; -1 when nothing was changed or, after a failing insert, only the regions before it are

@@ -12,11 +12,6 @@ namespace {
 
 constexpr std::size_t kStatementSize = 16384;
 
-// True when the statement filled its buffer, so that part of it may be missing.
-bool IsCut(const std::string& sql) {
-  return sql.size() >= kStatementSize - 1;
-}
-
 }  // namespace
 
 ResultPtr Query(std::string sql) noexcept {
@@ -24,21 +19,22 @@ ResultPtr Query(std::string sql) noexcept {
   return WPDBExecute(std::move(sql), &result) == 0 ? ResultPtr(result) : nullptr;
 }
 
-std::string FormatStatement(const char* format, ...) noexcept {
+Statement FormatStatement(const char* format, ...) noexcept {
   std::array<char, kStatementSize> buffer;
   va_list arguments;
   va_start(arguments, format);
   const int length = std::vsnprintf(buffer.data(), buffer.size(), format, arguments);
   va_end(arguments);
-  return length < 0 ? "" : buffer.data();
+  if (length < 0) return {"", true};
+  return {buffer.data(), static_cast<std::size_t>(length) >= buffer.size()};
 }
 
-int ExecuteStatement(const std::string& sql) noexcept {
-  return IsCut(sql) ? -1 : WPDBExecute(sql);
+int ExecuteStatement(const Statement& statement) noexcept {
+  return statement.cut ? -1 : WPDBExecute(statement.text);
 }
 
-const char* InsertRow(const std::string& sql, int& id) noexcept {
-  const ResultPtr result = IsCut(sql) ? nullptr : Query(sql);
+const char* InsertRow(const Statement& statement, int& id) noexcept {
+  const ResultPtr result = statement.cut ? nullptr : Query(statement.text);
   if (result == nullptr) return "Failed to execute command";
   if (ORVADBNumRows(result.get()) != 1) return "Failed to get result";
   RowCursor rows(result.get());

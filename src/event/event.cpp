@@ -58,7 +58,7 @@ int Event::Reload() noexcept {
 }
 
 // The server takes ")RETURNING" without a blank.
-std::string Event::strSqlInsert() const noexcept {
+watchpost::Statement Event::FormatInsert() const noexcept {
   return FormatStatement(
       "INSERT INTO event (id, camera_id, video_width, video_height, start_time, stop_time, "
       "framecount, cause, archived, path, filesize) VALUES (DEFAULT, %d, %d, %d, %ld, %ld, %d, %d, "
@@ -75,7 +75,7 @@ std::string Event::strSqlInsert() const noexcept {
       file_size_);
 }
 
-std::string Event::strSqlUpdate() const noexcept {
+watchpost::Statement Event::FormatUpdate() const noexcept {
   return FormatStatement(
       "UPDATE event SET camera_id = %d, video_width = %d, video_height = %d, start_time = %ld, "
       "stop_time = %ld, framecount = %d, cause = %d, archived = '%d', path = '%s', filesize = %d "
@@ -93,15 +93,23 @@ std::string Event::strSqlUpdate() const noexcept {
       id_);
 }
 
+std::string Event::strSqlInsert() const noexcept {
+  return FormatInsert().text;
+}
+
+std::string Event::strSqlUpdate() const noexcept {
+  return FormatUpdate().text;
+}
+
 int Event::SqlInsert() noexcept {
-  const char* failure = watchpost::InsertRow(strSqlInsert(), id_);
+  const char* failure = watchpost::InsertRow(FormatInsert(), id_);
   if (failure == nullptr) return 0;
   WP_LOG("%s", failure);
   return -1;
 }
 
 int Event::SqlUpdate() noexcept {
-  if (watchpost::ExecuteStatement(strSqlUpdate()) == 0) return 0;
+  if (watchpost::ExecuteStatement(FormatUpdate()) == 0) return 0;
   WP_LOG("Failed to execute command");
   return -1;
 }

@@ -8,6 +8,10 @@
 #include "base/export.h"
 #include "platform/orvadb.h"
 
+namespace watchpost {
+struct Statement;
+}
+
 /// Why a recording was made. Recorders may store other values; 0 is never a cause and means "any"
 /// in queries.
 enum EVENT_CAUSE : int {
@@ -86,6 +90,9 @@ class WATCHPOST_API Event {
   void Dump() const noexcept {}
 
  private:
+  [[nodiscard]] watchpost::Statement FormatInsert() const noexcept;
+  [[nodiscard]] watchpost::Statement FormatUpdate() const noexcept;
+
   std::int32_t id_ = 0;
   std::int32_t camera_id_ = 0;
   std::int32_t video_width_ = 0;

@@ -7,14 +7,14 @@
 #include <cstdio>
 #include <optional>
 
-#include "event/eventfolder_internal.h"
-#include "event/eventutils.h"
-#include "event/recordingfile.h"
-#include "event/wplog.h"
+#include "base/diagnostics_internal.h"
 #include "camera/servicefolder.h"
 #include "database/statement.h"
 #include "database/wpdb.h"
-#include "base/diagnostics_internal.h"
+#include "event/camerafolder.h"
+#include "event/eventfolder_internal.h"
+#include "event/eventutils.h"
+#include "event/recordingfile.h"
 #include "event/wplog.h"
 #include "platform/orvaea.h"
 
@@ -127,7 +127,8 @@ int ClearObsoleteDir() noexcept {
   if (CheckAndMakeTempDir(trash, folder) != 0 || ListServiceDirEntries(entries) != 0) return -1;
   for (const std::string& entry : entries) {
     const bool kept = std::any_of(cameras->begin(), cameras->end(), [&](const Camera& camera) {
-      return camera.GetStoragePath() == entry;
+      return camera.GetStoragePath() == entry ||
+             watchpost::UnfinishedMoveFrom(camera.GetStoragePath()) == entry;
     });
     if (kept || LastName(entry) == kAttributes) continue;
     const std::string target = trash + "/" + LastName(entry);

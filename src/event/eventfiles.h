@@ -39,9 +39,9 @@ WATCHPOST_API long long GetTotalSizeOfEventInByte(int cameraId) noexcept;
 WATCHPOST_API bool IsEventComplete(Camera& camera, Event& event) noexcept;
 WATCHPOST_API bool IsEventComplete(Event& event) noexcept;
 
-/// Moves every entry of the service's folder that is no camera's storage path (compared as text) to
-/// the service's temporary folder, and removes that in the background. Moves nothing when the
-/// cameras cannot be read. Returns 0 or -1.
+/// Moves every entry of the service's folder that is no camera's storage path (compared as text),
+/// and none from which recordings are still being moved, to the service's temporary folder, and
+/// removes that in the background. Moves nothing when the cameras cannot be read. Returns 0 or -1.
 WATCHPOST_API int ClearObsoleteDir() noexcept;
 
 /// Deletes the rows of every camera whose storage path is no entry of the service's folder

@@ -11,6 +11,23 @@ std::string From() {
   return std::string(" FROM ") + gszTableEvent;
 }
 
+std::string Update() {
+  return std::string("UPDATE ") + gszTableEvent;
+}
+
+// The row of an event.
+std::string Same(const Event& event) {
+  return "id = " + itos(event.GetID()) + " AND camera_id = " + itos(event.GetCameraID()) +
+         " AND path = '" + WPDBEscapeString(event.GetPath()) + "'";
+}
+
+std::string Unchanged(const Event& seen) {
+  return Same(seen) + " AND start_time = " + itos(seen.GetStartTime()) +
+         " AND stop_time = " + itos(seen.GetStopTime()) +
+         " AND framecount = " + itos(seen.GetFrameCount()) +
+         " AND filesize = " + itos(seen.GetSize());
+}
+
 // Runs a statement that returns ids, and takes the first.
 StoreResult AskId(const std::string& sql, int& id) {
   const ResultPtr result = Query(sql);
@@ -21,46 +38,93 @@ StoreResult AskId(const std::string& sql, int& id) {
   return StoreResult::kDone;
 }
 
+StoreResult ReadOne(const std::string& sql, Event& event) {
+  const ResultPtr result = Query(sql);
+  if (result == nullptr) return StoreResult::kFailed;
+  RowCursor rows(result.get());
+  if (ORVADBNumRows(result.get()) != 1 || !rows.Next()) return StoreResult::kNoRow;
+  (void)event.PutRowIntoObj(result.get(), rows.Index());  // there is a result
+  return StoreResult::kDone;
+}
+
 }  // namespace
 
+// Under a lock of the camera's, which ends with the connection: two who insert at the same moment
+// come one after the other, and the second finds the first one's row.
 StoreResult InsertEvent(Event& event) noexcept {
-  int id = 0;
-  const StoreResult result = AskId(event.strSqlInsert(), id);
-  if (result == StoreResult::kDone) event.SetID(id);
-  return result;
+  constexpr int kLockClass = 0x7770;  // of this library's advisory locks
+  const std::string path = "'" + WPDBEscapeString(event.GetPath()) + "'";
+  const std::string camera = itos(event.GetCameraID());
+  const std::string same = " WHERE camera_id = " + camera + " AND path = " + path;
+  const ResultPtr result = Query(
+      "SELECT pg_advisory_lock(" + itos(kLockClass) + ", " + camera +
+      "); WITH found AS (SELECT id" + From() + same + " ORDER BY id LIMIT 1), added AS (INSERT " +
+      "INTO " + gszTableEvent +
+      " (camera_id, video_width, video_height, start_time, stop_time, framecount, cause, "
+      "archived, path, filesize) SELECT " +
+      camera + ", " + itos(event.GetVideoWidth()) + ", " + itos(event.GetVideoHeight()) + ", " +
+      itos(event.GetStartTime()) + ", " + itos(event.GetStopTime()) + ", " +
+      itos(event.GetFrameCount()) + ", " + itos(event.GetCause()) + ", " +
+      (event.GetArchived() ? "true" : "false") + ", " + path + ", " + itos(event.GetSize()) +
+      " WHERE NOT EXISTS (SELECT 1 FROM found) RETURNING id) SELECT id, 0 AS found FROM added "
+      "UNION ALL SELECT id, 1 FROM found");
+  if (result == nullptr) return StoreResult::kFailed;
+  RowCursor rows(result.get());
+  if (!rows.Next()) return StoreResult::kFailed;
+  event.SetID(rows.Get().Int("id"));
+  return rows.Get().Int("found") == 0 ? StoreResult::kDone : StoreResult::kFound;
 }
 
 StoreResult UpdateGrowth(const Event& event) noexcept {
   int id = 0;
-  return AskId(std::string("UPDATE ") + gszTableEvent +
-                   " SET start_time = " + itos(event.GetStartTime()) +
-                   ", stop_time = " + itos(event.GetStopTime()) +
-                   ", framecount = " + itos(event.GetFrameCount()) +
-                   ", filesize = " + itos(event.GetSize()) + " WHERE id = " + itos(event.GetID()) +
+  return AskId(Update() + " SET start_time = " + itos(event.GetStartTime()) + ", stop_time = " +
+                   itos(event.GetStopTime()) + ", framecount = " + itos(event.GetFrameCount()) +
+                   ", filesize = " + itos(event.GetSize()) + " WHERE " + Same(event) +
                    " RETURNING id",
                id);
 }
 
-StoreResult FindInserted(Event& event) noexcept {
+StoreResult UpdateIfUnchanged(const Event& seen, const Event& event) noexcept {
   int id = 0;
-  const StoreResult result =
-      AskId("SELECT id" + From() + " WHERE camera_id = " + itos(event.GetCameraID()) +
-                " AND start_time = " + itos(event.GetStartTime()) + " AND path = '" +
-                WPDBEscapeString(event.GetPath()) + "'",
-            id);
-  if (result == StoreResult::kDone) event.SetID(id);
-  return result;
+  return AskId(Update() + " SET start_time = " + itos(event.GetStartTime()) + ", stop_time = " +
+                   itos(event.GetStopTime()) + ", framecount = " + itos(event.GetFrameCount()) +
+                   ", video_width = " + itos(event.GetVideoWidth()) + ", video_height = " +
+                   itos(event.GetVideoHeight()) + ", filesize = " + itos(event.GetSize()) +
+                   " WHERE " + Unchanged(seen) + " RETURNING id",
+               id);
+}
+
+StoreResult RemoveIfUnchanged(const Event& seen) noexcept {
+  int id = 0;
+  return AskId("DELETE" + From() + " WHERE " + Unchanged(seen) + " RETURNING id", id);
+}
+
+StoreResult RemoveRows(const std::vector<Event>& events) noexcept {
+  if (events.empty()) return StoreResult::kNoRow;
+  std::string any;
+  for (const Event& event : events) any += (any.empty() ? "(" : " OR (") + Same(event) + ")";
+  int id = 0;
+  return AskId("DELETE" + From() + " WHERE " + any + " RETURNING id", id);
+}
+
+StoreResult RemoveEvents(int camera_id) noexcept {
+  const ResultPtr result = Query("DELETE" + From() + " WHERE camera_id = " + itos(camera_id));
+  return result == nullptr ? StoreResult::kFailed : StoreResult::kDone;
 }
 
 StoreResult FindEvent(int camera_id, const std::string& path, Event& event) noexcept {
-  const ResultPtr result = Query("SELECT *" + From() + " WHERE camera_id = " + itos(camera_id) +
-                                 " AND path = '" + WPDBEscapeString(path) +
-                                 "' ORDER BY id DESC LIMIT 1");
-  if (result == nullptr) return StoreResult::kFailed;
-  RowCursor rows(result.get());
-  if (!rows.Next()) return StoreResult::kNoRow;
-  (void)event.PutRowIntoObj(result.get(), rows.Index());  // there is a result
-  return StoreResult::kDone;
+  return ReadOne("SELECT *" + From() + " WHERE camera_id = " + itos(camera_id) + " AND path = '" +
+                     WPDBEscapeString(path) + "' ORDER BY id DESC LIMIT 1",
+                 event);
+}
+
+StoreResult FindRowOfFile(const std::string& folder,
+                          const std::string& path,
+                          Event& event) noexcept {
+  return ReadOne("SELECT *" + From() + " WHERE path = '" + WPDBEscapeString(path) +
+                     "' AND camera_id IN (SELECT id FROM " + gszTableCamera +
+                     " WHERE recording_path = '" + WPDBEscapeString(folder) + "')",
+                 event);
 }
 
 std::optional<std::vector<Event>> ReadEvents(int camera_id) noexcept {

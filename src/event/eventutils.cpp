@@ -1,7 +1,7 @@
 #include "event/eventutils.h"
 
-#include "database/statement.h"
 #include "base/utils.h"
+#include "database/statement.h"
 
 namespace {
 

@@ -6,8 +6,8 @@
 #include <list>
 #include <string>
 
-#include "event/event.h"
 #include "base/export.h"
+#include "event/event.h"
 
 /// The WHERE clause of a filter, with a leading blank; empty without conditions.
 WATCHPOST_API std::string BuildEventFilter(int cameraId,

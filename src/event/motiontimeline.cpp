@@ -6,9 +6,9 @@
 #include <memory>
 #include <new>
 
+#include "base/diagnostics_internal.h"
 #include "event/eventutils.h"
 #include "event/recordingfile.h"
-#include "base/diagnostics_internal.h"
 #include "motion/mdlog.h"
 
 namespace {

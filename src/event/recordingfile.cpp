@@ -1,22 +1,16 @@
 #include "event/recordingfile.h"
 
-#include <fcntl.h>
-#include <string.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <array>
 #include <cctype>
-#include <cerrno>
 #include <filesystem>
-#include <system_error>
-
-#include "base/uniquefd.h"
 
 namespace watchpost {
 namespace {
 
 constexpr char kExtension[] = ".avi";
-constexpr int kMostNamesakes = 1000;
 
 std::string LocalTimeName(time_t when) {
   tm local{};
@@ -44,6 +38,13 @@ std::string JoinRecordingPath(const std::string& folder, const std::string& name
   return folder + "/" + name;
 }
 
+std::uint64_t DiskUsage(const std::string& path) noexcept {
+  constexpr std::uint64_t kBlock = 512;  // whatever the disk's own are
+  struct stat status {};
+  return stat(path.c_str(), &status) == 0 ? static_cast<std::uint64_t>(status.st_blocks) * kBlock
+                                          : 0;
+}
+
 std::optional<std::string> RecordingPath(const std::string& folder, const std::string& name) {
   if (!IsInFolder(name)) return std::nullopt;
   return JoinRecordingPath(folder, name);
@@ -53,25 +54,9 @@ std::optional<std::string> RecordingPath(const Camera& camera, const Event& even
   return RecordingPath(camera.GetStoragePath(), event.GetPath());
 }
 
-std::string CreateRecordingFile(const std::string& folder,
-                                const std::string& prefix,
-                                time_t when,
-                                std::string& error) {
-  std::error_code failure;
-  std::filesystem::create_directories(folder, failure);  // shows when the file is opened
-  const std::string stem = SafePrefix(prefix) + LocalTimeName(when);
-  for (int number = 1; number < kMostNamesakes; ++number) {
-    std::string name = stem + (number == 1 ? "" : "-" + std::to_string(number)) + kExtension;
-    const std::string path = JoinRecordingPath(folder, name);
-    const UniqueFd fd(open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644));
-    if (fd.IsValid()) return name;
-    if (errno == EEXIST) continue;
-    error = "cannot create " + path + ": " + strerror(errno);
-    return "";
-  }
-  error = "cannot create " + JoinRecordingPath(folder, stem + kExtension) +
-          ": too many files of that name";
-  return "";
+std::string RecordingName(const std::string& prefix, time_t when, int number) {
+  return SafePrefix(prefix) + LocalTimeName(when) +
+         (number == 1 ? "" : "-" + std::to_string(number)) + kExtension;
 }
 
 bool IsRecordingName(const std::string& name) {

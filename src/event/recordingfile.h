@@ -1,7 +1,8 @@
-// The file of a recording: its name and its place. The name is PREFIXYYYYMMDD-HHMMSS[-N].avi in local
-// time, relative to the camera's storage folder. Thread-safe; nothing is logged.
+// The file of a recording: its name and its place. The name is PREFIXYYYYMMDD-HHMMSS[-N].avi in
+// local time, relative to the camera's storage folder. Thread-safe; nothing is logged.
 #pragma once
 
+#include <cstdint>
 #include <ctime>
 #include <optional>
 #include <string>
@@ -22,20 +23,19 @@ WATCHPOST_API std::optional<std::string> RecordingPath(const std::string& folder
 /// The file of a camera's recording, as above.
 WATCHPOST_API std::optional<std::string> RecordingPath(const Camera& camera, const Event& event);
 
-/// Creates the empty file of a recording that begins at `when`, and returns its name. One that is
-/// taken gets -2, -3, ...: local time repeats an hour in autumn, and no recording may overwrite
-/// another. Characters of the prefix that cannot stand in a name become '_'. Empty, with `error`
-/// filled, when it cannot be created.
-WATCHPOST_API std::string CreateRecordingFile(const std::string& folder,
-                                              const std::string& prefix,
-                                              time_t when,
-                                              std::string& error);
+/// What the file takes on its disk, in bytes; 0 when there is none.
+WATCHPOST_API std::uint64_t DiskUsage(const std::string& path) noexcept;
+
+/// Name of the file of a recording that begins at `when`; with `number` above 1 the -2, -3, ... of
+/// one whose name is taken: local time repeats an hour in autumn. Characters of the prefix that
+/// cannot stand in a name become '_'.
+WATCHPOST_API std::string RecordingName(const std::string& prefix, time_t when, int number);
 
 /// Whether a file of that name can be a recording.
 WATCHPOST_API bool IsRecordingName(const std::string& name);
 
-/// When a recording began by its file's name: seconds since the epoch; the first of two such moments
-/// where summer time ends. Nothing for other names.
+/// When a recording began by its file's name: seconds since the epoch; the first of two such
+/// moments where summer time ends. Nothing for other names.
 WATCHPOST_API std::optional<long> StartOfRecording(const std::string& name) noexcept;
 
 }  // namespace watchpost

@@ -18,10 +18,10 @@ WATCHPOST_API void DescribeRecording(const std::string& path,
                                      bool ended_then,
                                      Event& event) noexcept;
 
-/// Finishes the unfinished recording at `path`: index and header from its frames, with the rate that
-/// its times come to or else `usual_rate`, and the motion log's count. `event` is its row, or a fresh
-/// one with camera, cause and name; on kAviFinished it says what the file holds. Any other state:
-/// nothing was changed, or it can be tried again; see RepairAvi.
+/// Finishes the unfinished recording at `path`: index and header from its frames, with the rate
+/// that its times come to or else `usual_rate`, and the motion log's count. `event` is its row, or
+/// a fresh one with camera, cause and name; on kAviFinished it says what the file holds. Any other
+/// state: nothing was changed, or it can be tried again; see RepairAvi.
 WATCHPOST_API AviState FinishRecording(const std::string& path,
                                        int usual_rate,
                                        Event& event) noexcept;

@@ -12,6 +12,7 @@
 #include "database/statement.h"
 #include "database/wpdb.h"
 #include "event/eventfiles.h"
+#include "event/eventstore.h"
 #include "event/recordingfile.h"
 
 std::string BuildRotateFilter(
@@ -58,20 +59,20 @@ std::string Limit(int most) {
   return " limit " + itos(most);
 }
 
-// How many of the oldest go until `bytes` are gone. The last one stays while it is being written:
-// only the newest of a camera's recordings can be.
-std::size_t CountToRemove(const std::vector<Event>& oldest,
-                          const std::string& folder,
-                          std::uint64_t bytes) {
+// Which of the oldest go until `bytes` are gone. One that is being written stays: clocks step, so
+// it may stand anywhere in the order. When it is the last of them, nothing behind it is waited for.
+std::vector<const Event*> ChooseOldest(const std::vector<Event>& oldest,
+                                       const std::string& folder,
+                                       std::uint64_t bytes) {
+  std::vector<const Event*> chosen;
   std::uint64_t gone = 0;
-  std::size_t count = 0;
-  for (; count < oldest.size() && gone < bytes; ++count) {
-    const Event& event = oldest[count];
-    const bool last = count + 1 == oldest.size();
-    if (last && IsFileLocked(JoinRecordingPath(folder, event.GetPath()).c_str()) != 0) break;
+  for (const Event& event : oldest) {
+    if (gone >= bytes) break;
+    if (IsFileLocked(JoinRecordingPath(folder, event.GetPath()).c_str()) != 0) continue;
+    chosen.push_back(&event);
     gone += static_cast<std::uint64_t>(event.GetSize());
   }
-  return count;
+  return chosen;
 }
 
 // Files first, then rows.
@@ -81,14 +82,13 @@ RemovedBatch Remove(int camera_id,
                     std::uint64_t bytes) {
   RemovedBatch batch;
   batch.rows = static_cast<int>(oldest.size());
-  const std::size_t count = CountToRemove(oldest, folder, bytes);
   long last_stop = 0;
-  for (std::size_t i = 0; i < count; ++i) {
+  for (const Event* event : ChooseOldest(oldest, folder, bytes)) {
     // A row that leads out of the folder goes without the file.
-    if (const auto path = RecordingPath(folder, oldest[i].GetPath()))
+    if (const auto path = RecordingPath(folder, event->GetPath()))
       (void)RemoveEventFile(path->c_str());
-    last_stop = oldest[i].GetStopTime();
-    batch.bytes += static_cast<std::uint64_t>(oldest[i].GetSize());
+    last_stop = event->GetStopTime();
+    batch.bytes += static_cast<std::uint64_t>(event->GetSize());
     ++batch.removed;
   }
   // Rows without a stop time are never removed by it, and would be found again at once.
@@ -142,24 +142,25 @@ RemovedBatch RemoveEndedBy(int camera_id,
   return oldest ? Remove(camera_id, folder, *oldest, kEverything) : RemovedBatch();
 }
 
-// Without any of the oldest files a disk may be missing, and removing rows would make no room.
-int RemoveOldestSecond(const Camera& camera) noexcept {
+// A row goes with a file that was seen and removed, and with no other: a disk may be missing.
+RemovedFiles RemoveOldestFiles(const Camera& camera, std::uint64_t bytes) noexcept {
   constexpr int kMost = 1000;
-  const std::string folder = camera.GetStoragePath();
-  const auto oldest = ReadOldest("stop_time,path,filesize", camera.GetId(), 0, Limit(kMost));
-  if (!oldest || access(folder.c_str(), W_OK) != 0) return 0;
-  const auto is_there = [&](const Event& event) {
-    const auto path = RecordingPath(folder, event.GetPath());
-    return event.GetStopTime() > 0 && path && access(path->c_str(), F_OK) == 0;
-  };
-  const auto first = std::find_if(oldest->begin(), oldest->end(), is_there);
-  if (first == oldest->end()) return 0;
-  const auto end = std::find_if(first, oldest->end(), [&](const Event& event) {
-    return event.GetStopTime() != first->GetStopTime();
-  });
-  const RemovedBatch batch =
-      RemoveOldest(camera.GetId(), folder, kEverything, static_cast<int>(end - oldest->begin()));
-  return is_there(*first) ? 0 : batch.removed;
+  RemovedFiles removed;
+  const auto oldest = ReadOldest("*", camera.GetId(), 0, Limit(kMost));
+  if (!oldest) return removed;
+  std::vector<Event> rows;
+  for (const Event& event : *oldest) {
+    if (removed.bytes >= bytes) break;
+    const auto path = RecordingPath(camera, event);
+    if (!path || access(path->c_str(), F_OK) != 0 || IsFileLocked(path->c_str()) != 0) continue;
+    const std::uint64_t size = DiskUsage(*path);
+    if (RemoveEventFile(path->c_str()) != 0) continue;
+    removed.bytes += size;
+    ++removed.count;
+    rows.push_back(event);
+  }
+  (void)RemoveRows(rows);  // "wpctl storage check" finds a row that stays
+  return removed;
 }
 
 bool PlanRotation(
@@ -172,15 +173,14 @@ bool PlanRotation(
   plan.cutoff = daysLimit > 0 && !empty ? RotationCutoff(now, daysLimit) : 0;
   const auto target =
       plan.excess > 0 ? static_cast<std::uint64_t>(plan.excess * kBytesPerMB) : std::uint64_t{0};
-  const std::size_t removable = CountToRemove(*oldest, folder, kEverything);
-  const std::size_t by_size = CountToRemove(*oldest, folder, target);
-  const long last = by_size == 0 ? 0 : (*oldest)[by_size - 1].GetStopTime();
-  for (std::size_t i = 0; i < removable; ++i) {
-    const Event& event = (*oldest)[i];
+  const auto by_size = ChooseOldest(*oldest, folder, target);
+  const long last = by_size.empty() ? 0 : by_size.back()->GetStopTime();
+  bool for_size = !by_size.empty();
+  for (const Event* event : ChooseOldest(*oldest, folder, kEverything)) {
     // Rows that end in the same second as the last one that is removed go with it.
-    const bool for_size = i < by_size || (last != 0 && event.GetStopTime() <= last);
-    if (!for_size && (plan.cutoff == 0 || event.GetStopTime() > plan.cutoff)) break;
-    plan.removals.push_back({event, for_size ? RotationRule::kSize : RotationRule::kDays});
+    for_size = for_size && event->GetStopTime() <= last;
+    if (!for_size && (plan.cutoff == 0 || event->GetStopTime() > plan.cutoff)) break;
+    plan.removals.push_back({*event, for_size ? RotationRule::kSize : RotationRule::kDays});
   }
   return true;
 }

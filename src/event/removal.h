@@ -49,10 +49,14 @@ RemovedBatch RemoveEndedBy(int camera_id,
                            long cutoff,
                            int most) noexcept;
 
-/// Makes some room: removes the camera's recordings up to the second in which the oldest whose file
-/// is there ended, whole: no file is to stay without its row. Returns how many; 0 when none can be
-/// removed.
-WATCHPOST_API int RemoveOldestSecond(const Camera& camera) noexcept;
+struct RemovedFiles {
+  int count = 0;
+  std::uint64_t bytes = 0;  ///< that they took on the disk
+};
+
+/// Makes room for want of it: removes the camera's oldest recordings whose files are there, file
+/// and row, until `bytes` are free, some hundreds at most.
+WATCHPOST_API RemovedFiles RemoveOldestFiles(const Camera& camera, std::uint64_t bytes) noexcept;
 
 enum class RotationRule { kSize, kDays };
 
@@ -68,8 +72,8 @@ struct RotationPlan {
   std::list<PlannedRemoval> removals;  ///< oldest first, those by size before those by days
 };
 
-/// What a rotation with limits in MiB and days, 0 for none, would remove at the moment `now` (seconds
-/// since the epoch). Removes nothing. Returns false when the database cannot be read.
+/// What a rotation with limits in MiB and days, 0 for none, would remove at the moment `now`
+/// (seconds since the epoch). Removes nothing. Returns false when the database cannot be read.
 WATCHPOST_API bool PlanRotation(
     const Camera& camera, int sizeLimitMB, int daysLimit, long now, RotationPlan& plan) noexcept;
 

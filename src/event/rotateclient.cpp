@@ -15,6 +15,13 @@ int HourOf(time_t now) {
   return static_cast<int>(now / kHour);
 }
 
+// By the clock that waits go by: time() may still show the second before.
+time_t Now() {
+  timespec now{};
+  (void)clock_gettime(CLOCK_REALTIME, &now);  // cannot fail with these arguments
+  return now.tv_sec;
+}
+
 }  // namespace
 
 RotateClient::RotateClient() noexcept {
@@ -66,7 +73,7 @@ bool RotateClient::Enter() noexcept {
 
 // With the mutex held, as pthread_cond_timedwait: ETIMEDOUT when the hour has come.
 int RotateClient::WaitForHour() {
-  const time_t now = time(nullptr);
+  const time_t now = Now();
   if (HourOf(now) == slot_) return ETIMEDOUT;
   const timespec deadline{now + kHour - now % kHour, 0};
   slot_ = HourOf(now) + 1;
@@ -74,7 +81,7 @@ int RotateClient::WaitForHour() {
 }
 
 bool RotateClient::IsCorrectMoment(int& slot) noexcept {
-  const int hour = HourOf(time(nullptr));
+  const int hour = HourOf(Now());
   if (slot != hour) {
     WP_LOG("Wake up early!");
     return false;

@@ -4,9 +4,9 @@
 
 #include <pthread.h>
 
+#include "base/export.h"
 #include "camera/camera.h"
 #include "event/wprotate.h"
-#include "base/export.h"
 
 class WATCHPOST_API RotateClient {
  public:

@@ -1,11 +1,12 @@
 #include "ipc/ringbuffer.h"
 
+#include <sched.h>
 #include <sys/ipc.h>
 #include <sys/shm.h>
 #include <syslog.h>
 
+#include <cerrno>
 #include <cstddef>
-#include <type_traits>
 #include <vector>
 
 #include "base/diagnostics_internal.h"
@@ -38,7 +39,8 @@ bool FreeAllCounters(int set_id, int count) {
 int RingBuffer::Init(int cameraId, int segmentSize) noexcept {
   state_.camera_id = cameraId;
   state_.capacity = segmentSize - ring::kHeaderSize;
-  for (std::int32_t* word : {&state_.write, &state_.oldest, &state_.latest, &state_.wrap}) StoreShared(*word, 0);
+  for (std::int32_t* word : {&state_.write, &state_.oldest, &state_.latest, &state_.wrap})
+    StoreShared(*word, 0);
   StoreShared(state_.status, CAM_CONN_WAITING);
   const int count = segmentSize / ring::kBytesPerGroup * ring::kGroup;
   const bool made = state_.semaphores.Init(cameraId, count) == 0;
@@ -67,27 +69,24 @@ int RingBuffer::OffsetFromPtr(unsigned char* address) noexcept {
   return state_.OffsetOf(reinterpret_cast<DataUnit*>(address));
 }
 
+// Where a unit of `needed` bytes would go, and what is free there.
+RingBuffer::Place RingBuffer::PlaceFor(int needed) const noexcept {
+  const int at = state_.write;
+  if (at < state_.oldest) return {at, state_.oldest - at, false};
+  if (needed > state_.capacity - at) return {0, state_.oldest, true};
+  return {at, state_.capacity - at + state_.oldest, false};
+}
+
 DataUnit* RingBuffer::WriteAlloc(int size) noexcept {
-  while (DeleteOldest() == 1) {
-  }
+  Evict();
   if (size < 0 || size > state_.capacity - ring::kUnitHeaderSize) return nullptr;
   const int needed = ring::UnitSize(size);
-  const int at = state_.write;
-  bool wraps = false;
-  int free = 0;
-  if (at < state_.oldest) {
-    free = state_.oldest - at;
-  } else if (needed > state_.capacity - at) {
-    free = state_.oldest;
-    wraps = true;
-  } else {
-    free = state_.capacity - at + state_.oldest;
-  }
-  if (free < ring::LeastFree(state_.capacity)) return nullptr;
-  if ((wraps ? 0 : at) + needed > state_.capacity) return nullptr;
-  if (wraps) {
+  const Place place = PlaceFor(needed);
+  if (place.free < ring::LeastFree(state_.capacity)) return nullptr;
+  if (place.offset + needed > state_.capacity) return nullptr;
+  if (place.wraps) {
     // In this order: who sees that writing has begun at 0 again must see the wrap.
-    StoreShared(state_.wrap, at);
+    StoreShared(state_.wrap, state_.write);
     StoreShared(state_.write, 0);
   }
   DataUnit* unit = PtrFromOffset(state_.write);
@@ -102,6 +101,20 @@ DataUnit* RingBuffer::WriteAlloc(int size) noexcept {
   }
   StoreShared(state_.write, state_.write + unit->UnitSize());
   return unit;
+}
+
+// Readers of the newest frame pass by the oldest unit's counters, for microseconds, one after
+// another: that one of them is there at this moment keeps no unit from going.
+void RingBuffer::Evict() noexcept {
+  constexpr int kTries = 200;
+  for (int tried = 0; tried < kTries; ++tried) {
+    do {
+      errno = 0;
+    } while (DeleteOldest() == 1);
+    const bool passing_by = errno == EAGAIN;
+    if (!passing_by || PlaceFor(0).free >= ring::LeastFree(state_.capacity)) return;
+    (void)sched_yield();
+  }
 }
 
 // Initialises a unit and locks it for writing. Locking fails only when a reader, too late by a
@@ -171,7 +184,8 @@ DataUnit* RingBuffer::ReadNext(DataUnit* previous) noexcept {
       return locker.Oldest();
     }
   } else {
-    // Writing moves on from state_.wrap to 0 after state_.wrap is set: read state_.write first, and again behind it.
+    // Writing moves on from state_.wrap to 0 after state_.wrap is set: read state_.write first, and
+    // again behind it.
     int offset = OffsetFromPtr(reinterpret_cast<unsigned char*>(previous)) + previous->UnitSize();
     if (offset == LoadShared(state_.write)) return nullptr;
     if (offset == LoadShared(state_.wrap)) offset = 0;

@@ -67,6 +67,13 @@ class WATCHPOST_API RingBuffer {
   int ConnStatusGet(CAM_CONN_STATUS* status) const noexcept;
 
  private:
+  struct Place {
+    int offset;
+    int free;  // bytes
+    bool wraps;
+  };
+  [[nodiscard]] Place PlaceFor(int needed) const noexcept;
+  void Evict() noexcept;
   int DeleteOldest() noexcept;
   bool Prepare(DataUnit& unit, int size, int group) noexcept;
   DataUnit* PtrFromOffset(int offset) noexcept;

@@ -5,10 +5,14 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <cinttypes>
 #include <cstdio>
+#include <cstring>
 #include <fstream>
 #include <utility>
+
+#include "ipc/semaphore_internal.h"
 
 namespace watchpost {
 namespace {
@@ -74,6 +78,16 @@ std::unique_ptr<RingHost> RingHost::Create(int camera_id, int segment_size, std:
   }
   host->has_semaphores_ = true;
   return host;
+}
+
+RingHost::Published RingHost::Publish(const unsigned char* frame, int size) noexcept {
+  constexpr std::chrono::milliseconds kLongestWait{20};
+  const ScopedWaitLimit limit(kLongestWait);
+  DataUnit* unit = Ring().WriteAlloc(size);
+  if (unit == nullptr) return limit.HasExpired() ? Published::kStuck : Published::kFull;
+  std::memcpy(unit->Payload(), frame, static_cast<std::size_t>(size));
+  (void)Ring().WriteFinish(unit);  // not null
+  return limit.HasExpired() ? Published::kStuck : Published::kDone;
 }
 
 RingHost::~RingHost() {

@@ -25,6 +25,15 @@ class WATCHPOST_API RingHost {
   RingHost(const RingHost&) = delete;
   RingHost& operator=(const RingHost&) = delete;
 
+  enum class Published {
+    kDone,
+    kFull,   ///< there was no room for it
+    kStuck,  ///< a process that was stopped keeps a lock: make another ring
+  };
+
+  /// Copies a frame into the ring. Waits for nobody for longer than 20 ms.
+  Published Publish(const unsigned char* frame, int size) noexcept;
+
   [[nodiscard]] RingBuffer& Ring() const { return *static_cast<RingBuffer*>(attachment_.Get()); }
 
  private:

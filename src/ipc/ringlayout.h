@@ -3,11 +3,11 @@
 
 namespace watchpost::ring {
 
-inline constexpr int kHeaderSize = 44;          ///< bytes in front of the data area
-inline constexpr int kUnitHeaderSize = 40;      ///< bytes in front of a frame
-inline constexpr int kAlignment = 4;            ///< of units, in bytes
-inline constexpr int kGroup = 4;                ///< semaphores of one unit's lock
-inline constexpr int kBytesPerGroup = 4096;     ///< of the segment, for one group
+inline constexpr int kHeaderSize = 44;       ///< bytes in front of the data area
+inline constexpr int kUnitHeaderSize = 40;   ///< bytes in front of a frame
+inline constexpr int kAlignment = 4;         ///< of units, in bytes
+inline constexpr int kGroup = 4;             ///< semaphores of one unit's lock
+inline constexpr int kBytesPerGroup = 4096;  ///< of the segment, for one group
 
 /// Bytes that a frame of `size` bytes takes in the data area.
 constexpr int UnitSize(int size) {

@@ -25,6 +25,9 @@ union SemctlArgument {
   seminfo* info;
 };
 
+thread_local long wait_limit_ns = 0;  // 0 for none; below a second
+thread_local bool wait_expired = false;
+
 // ThreadSanitizer does not see what semop orders: it is given an address for each semaphore, which
 // is the same for every mapping and copy of a lock.
 #if defined(__SANITIZE_THREAD__) || __has_feature(thread_sanitizer)
@@ -45,6 +48,19 @@ void Releasing(int /*set_id*/, int /*index*/) {}
 
 }  // namespace
 
+ScopedWaitLimit::ScopedWaitLimit(std::chrono::milliseconds limit) noexcept {
+  wait_limit_ns = std::chrono::nanoseconds(limit).count();
+  wait_expired = false;
+}
+
+ScopedWaitLimit::~ScopedWaitLimit() {
+  wait_limit_ns = 0;
+}
+
+bool ScopedWaitLimit::HasExpired() const noexcept {
+  return wait_expired;
+}
+
 int SetSemaphore(int set_id, int index, int value) noexcept {
   SemctlArgument argument{};
   argument.val = value;
@@ -62,9 +78,12 @@ int TakeSemaphore(int set_id, int index, bool wait) noexcept {
   sembuf take{static_cast<unsigned short>(index),
               -1,
               static_cast<short>(wait ? SEM_UNDO : SEM_UNDO | IPC_NOWAIT)};
-  int result = semop(set_id, &take, 1);
+  const timespec limit{0, wait_limit_ns};
+  const timespec* const bound = wait && wait_limit_ns > 0 ? &limit : nullptr;
+  int result = semtimedop(set_id, &take, 1, bound);
   // Passing because of a signal would be passing without the lock.
-  while (result != 0 && wait && errno == EINTR) result = semop(set_id, &take, 1);
+  while (result != 0 && wait && errno == EINTR) result = semtimedop(set_id, &take, 1, bound);
+  if (result != 0 && bound != nullptr && errno == EAGAIN) wait_expired = true;
   if (result == 0) Acquired(set_id, index);
   return result;
 }

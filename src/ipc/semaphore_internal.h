@@ -1,6 +1,8 @@
 // One semaphore of a set at a time. Process-shared.
 #pragma once
 
+#include <chrono>
+
 namespace watchpost {
 
 /// Sets the value; semctl's result.
@@ -13,6 +15,20 @@ int SetAllSemaphores(int set_id, unsigned short* values) noexcept;
 /// Takes 1 away with SEM_UNDO: waits for it, or with `wait` false fails at once with EAGAIN. A
 /// signal does not end the wait. semop's result.
 int TakeSemaphore(int set_id, int index, bool wait) noexcept;
+
+/// While one lives, waits of the thread that made it end after `limit`, and fail with EAGAIN: a
+/// process may be stopped while it holds a semaphore, and a writer waits for nobody.
+class ScopedWaitLimit {
+ public:
+  explicit ScopedWaitLimit(std::chrono::milliseconds limit) noexcept;
+  ~ScopedWaitLimit();
+  ScopedWaitLimit(const ScopedWaitLimit&) = delete;
+  ScopedWaitLimit& operator=(const ScopedWaitLimit&) = delete;
+
+  /// Whether a wait has failed so: what was to be waited for is not held, and its record is
+  /// invalid.
+  [[nodiscard]] bool HasExpired() const noexcept;
+};
 
 /// Adds 1 with SEM_UNDO; semop's result.
 int GiveSemaphore(int set_id, int index) noexcept;

@@ -86,8 +86,8 @@ using FileStart = std::array<unsigned char, kFramesAt>;
 /// The head of a chunk, kChunkHeaderSize bytes.
 void StoreChunkHead(unsigned char* to, const char* code, std::uint32_t size) noexcept;
 
-/// One entry of the index, kIndexEntrySize bytes: a frame's padded size, and the offset of its chunk
-/// from the "movi" code.
+/// One entry of the index, kIndexEntrySize bytes: a frame's padded size, and the offset of its
+/// chunk from the "movi" code.
 void StoreIndexEntry(unsigned char* to, std::uint32_t offset, std::uint32_t size) noexcept;
 
 /// What the header block at `header` says.

@@ -6,7 +6,7 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
+#include <cstddef>
 #include <cstring>
 #include <optional>
 #include <vector>
@@ -19,8 +19,6 @@
 namespace watchpost {
 namespace {
 
-// Enough of a frame to find its size in.
-constexpr std::size_t kFrameStart = 64 << 10;
 bool ReadAt(int fd, std::uint64_t at, unsigned char* to, std::size_t length) {
   while (length > 0) {
     const ssize_t n = pread(fd, to, length, static_cast<off_t>(at));
@@ -75,29 +73,46 @@ Frames FindFrames(int fd, std::uint64_t file_size) {
   return frames;
 }
 
-// A power cut may leave a frame of zeros, its length in place and its bytes not.
-void DropZeroedFrames(int fd, Frames& frames) {
-  while (!frames.sizes.empty()) {
-    const std::uint32_t size = frames.sizes.back();
-    unsigned char first[2] = {};
-    unsigned char last[avi::kFrameAlignment] = {};
-    if (ReadAt(fd, frames.totals.End() - size, first, sizeof first) && first[0] == 0xFF &&
-        first[1] == 0xD8 && ReadAt(fd, frames.totals.End() - sizeof last, last, sizeof last) &&
-        std::any_of(std::begin(last), std::end(last), [](unsigned char c) { return c != 0; })) {
-      return;
-    }
-    frames.sizes.pop_back();
-    --frames.totals.frames;
-    frames.totals.data_bytes -= size;
+// Whether a power cut has kept a part of a frame's bytes from the disk: then a whole page of them
+// is zero. A frame that begins and ends as a JPEG is there, whatever lies between; a camera may pad
+// its frames with zeros.
+bool IsWritten(std::uint64_t at, const std::vector<unsigned char>& frame) {
+  if (frame.size() < 2 || frame[0] != 0xFF || frame[1] != 0xD8) return false;
+  const auto last =
+      std::find_if(frame.rbegin(), frame.rend(), [](unsigned char c) { return c != 0; });
+  if (last != frame.rend() && *last == 0xD9 && last + 1 != frame.rend() && last[1] == 0xFF)
+    return true;
+  constexpr std::uint64_t kPage = 4096;
+  const std::uint64_t end = at + frame.size();
+  for (std::uint64_t page = (at + kPage - 1) / kPage * kPage; page + kPage <= end; page += kPage) {
+    const auto first = frame.begin() + static_cast<std::ptrdiff_t>(page - at);
+    if (std::all_of(first, first + kPage, [](unsigned char c) { return c == 0; })) return false;
   }
+  return true;
+}
+
+std::vector<unsigned char> ReadFrame(int fd, std::uint64_t at, std::uint32_t size) {
+  std::vector<unsigned char> frame(size);
+  if (!ReadAt(fd, at, frame.data(), frame.size())) frame.clear();
+  return frame;
+}
+
+// Drops a last frame that was not written whole. One with a frame after it was: files grow from
+// front to back.
+void DropUnwrittenFrame(int fd, Frames& frames) {
+  if (frames.sizes.empty()) return;
+  const std::uint32_t size = frames.sizes.back();
+  const std::uint64_t at = frames.totals.End() - size;
+  if (IsWritten(at, ReadFrame(fd, at, size))) return;
+  frames.sizes.pop_back();
+  --frames.totals.frames;
+  frames.totals.data_bytes -= size;
 }
 
 // Width and height of the first frame.
 std::optional<PictureSize> FirstPicture(int fd, const Frames& frames) {
   if (frames.sizes.empty()) return std::nullopt;
-  std::vector<unsigned char> frame(std::min<std::size_t>(frames.sizes[0], kFrameStart));
-  if (!ReadAt(fd, avi::kFramesAt + avi::kChunkHeaderSize, frame.data(), frame.size()))
-    return std::nullopt;
+  const auto frame = ReadFrame(fd, avi::kFramesAt + avi::kChunkHeaderSize, frames.sizes[0]);
   return ReadJpegSize(frame.data(), frame.size());
 }
 
@@ -139,8 +154,15 @@ Opened Open(const char* path, int flags) {
     opened.state = kAviBusy;
     return opened;
   }
-  if (!ReadAt(opened.fd.Get(), 0, opened.start.data(), opened.start.size())) return opened;
-  if (avi::HasOurLayout(opened.start)) opened.state = kAviUnfinished;
+  const std::size_t held =
+      std::min<std::size_t>(static_cast<std::size_t>(status.st_size), opened.start.size());
+  if (!ReadAt(opened.fd.Get(), 0, opened.start.data(), held)) return opened;
+  const bool zeroed =
+      std::all_of(opened.start.begin(), opened.start.end(), [](unsigned char c) { return c == 0; });
+  if (zeroed)
+    opened.state = kAviEmpty;
+  else if (held == opened.start.size() && avi::HasOurLayout(opened.start))
+    opened.state = kAviUnfinished;
   return opened;
 }
 
@@ -157,7 +179,7 @@ Frames Examine(Opened& opened, AviContents& contents) {
     return frames;
   }
   frames = FindFrames(opened.fd.Get(), file_size);
-  DropZeroedFrames(opened.fd.Get(), frames);
+  DropUnwrittenFrame(opened.fd.Get(), frames);
   contents.frames = frames.totals.frames;
   if (const auto size = FirstPicture(opened.fd.Get(), frames)) {
     contents.width = size->width;

@@ -12,6 +12,7 @@ enum AviState : int {
   kAviFinished,    ///< header and index agree with the frames
   kAviUnfinished,  ///< begun by our writer, and not finished, or cut since
   kAviBusy,        ///< a writer holds its lock
+  kAviEmpty,       ///< no bytes, or a header of zeros: begun before a power cut
   kAviForeign,     ///< no file of our writer's
   kAviUnreadable,  ///< cannot be opened or read
 };

@@ -3,6 +3,7 @@
 #include <jerror.h>
 
 #include <algorithm>
+#include <atomic>
 
 namespace {
 
@@ -34,6 +35,10 @@ void SkipInputData(j_decompress_ptr cinfo, long count) {
   source->bytes_in_buffer -= skipped;
 }
 
+std::atomic<bool> muted{false};
+
+void StaySilent(j_common_ptr /*cinfo*/) {}
+
 void TermSource(j_decompress_ptr /*cinfo*/) {}
 
 [[noreturn]] void JumpExit(j_common_ptr cinfo) {
@@ -64,5 +69,10 @@ void JpegMemSrc(j_decompress_ptr cinfo, const unsigned char* buffer, int size) {
 JPEG_JUMP_ERROR_MGR* SetJpegExit(j_decompress_ptr cinfo, JPEG_JUMP_ERROR_MGR* manager) noexcept {
   cinfo->err = jpeg_std_error(&manager->pub);
   manager->pub.error_exit = JumpExit;
+  if (muted) manager->pub.output_message = StaySilent;
   return manager;
+}
+
+void watchpost::MuteJpegMessages() noexcept {
+  muted = true;
 }

@@ -21,6 +21,12 @@ struct JPEG_JUMP_ERROR_MGR {
 /// times, and then is an error. Call it between jpeg_create_decompress and jpeg_read_header.
 WATCHPOST_API void JpegMemSrc(j_decompress_ptr cinfo, const unsigned char* buffer, int size);
 
+/// Keeps libjpeg's messages of this process to itself, for programs whose cameras send damaged
+/// frames all the time; at first they go where libjpeg prints them. Thread-safe.
+namespace watchpost {
+WATCHPOST_API void MuteJpegMessages() noexcept;
+}
+
 /// Makes a fatal error of `cinfo` print libjpeg's message and jump to `manager->jump` with the
 /// value
 /// 1. Call it before jpeg_create_decompress. Returns `manager`, which outlives the decompressor.

@@ -60,7 +60,9 @@ int ReadPair(MD_DETECTION& detection,
   if (!FinishPicture(a) || !FinishPicture(b)) return MD_ERR_JPEG;
   if (!ReadHeader(a, picture1, size1) || !ReadHeader(b, picture2, size2)) return MD_ERR_JPEG;
   if (!IsImageCompatible(a.shape, b.shape)) return MD_ERR_INCOMPATIBLE;
-  if (const int status = UpdateMask(detection, detection.workspace->areas, a.shape); status != MD_OK) return status;
+  if (const int status = UpdateMask(detection, detection.workspace->areas, a.shape);
+      status != MD_OK)
+    return status;
   const bool fast = detection.fast != 0;
   const int status = ReadCoefficients(a, fast);
   return status == MD_OK ? ReadCoefficients(b, fast) : status;
@@ -75,7 +77,9 @@ int ReadNext(MD_DETECTION& detection,
   if (!ReadHeader(next, picture, size)) return MD_ERR_JPEG;
   if (reference != nullptr && !IsImageCompatible(reference->shape, next.shape))
     return MD_ERR_INCOMPATIBLE;
-  if (const int status = UpdateMask(detection, detection.workspace->areas, next.shape); status != MD_OK) return status;
+  if (const int status = UpdateMask(detection, detection.workspace->areas, next.shape);
+      status != MD_OK)
+    return status;
   return ReadCoefficients(next, detection.fast != 0);
 }
 

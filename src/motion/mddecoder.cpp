@@ -10,11 +10,13 @@
 namespace watchpost {
 namespace {
 
-// Enough for a picture of 40 megapixels; a forged header must not get more.
-constexpr std::uint64_t kMostCoefficientBytes = 128ULL << 20;
-constexpr long kMostMemory = 160L << 20;
-// A progressive picture may repeat itself for ever; an honest one has about ten scans.
-constexpr int kMostScans = 64;
+// Enough for 24 megapixels with whole colour; a forged header must not get more.
+constexpr std::uint64_t kMostCoefficientBytes = 192ULL << 20;
+constexpr long kMostMemory = 224L << 20;
+// A progressive picture may repeat itself for ever; an honest one has some tens of scans at most,
+// of which each costs what its blocks do.
+constexpr std::uint64_t kMostBlocksRead = 64 * (kMostCoefficientBytes / sizeof(JBLOCK));
+constexpr int kMostScans = 4096;
 
 // A copy of a row reads one cache line in two: waiting for memory would be most of the time.
 constexpr JDIMENSION kAhead = 16;
@@ -34,13 +36,6 @@ bool Guarded(MD_DECODER& decoder, Step step) noexcept {
   return true;
 }
 
-void StaySilent(j_common_ptr /*info*/) {}
-
-void LimitScans(j_common_ptr info) {
-  if (reinterpret_cast<j_decompress_ptr>(info)->input_scan_number > kMostScans)
-    ERREXIT(info, JERR_BAD_PROGRESSION);
-}
-
 MD_SHAPE ShapeOf(const jpeg_decompress_struct& info) {
   MD_SHAPE shape{
       info.image_width, info.image_height, info.jpeg_color_space, info.num_components, {}};
@@ -54,11 +49,18 @@ MD_SHAPE ShapeOf(const jpeg_decompress_struct& info) {
   return shape;
 }
 
-std::size_t BlocksOf(const MD_SHAPE& shape) {
-  std::size_t blocks = 0;
+std::uint64_t BlocksOf(const MD_SHAPE& shape) {
+  std::uint64_t blocks = 0;
   for (int i = 0; i < shape.count; ++i)
-    blocks += std::size_t{shape.components[i].rows} * shape.components[i].columns;
+    blocks += std::uint64_t{shape.components[i].rows} * shape.components[i].columns;
   return blocks;
+}
+
+void LimitScans(j_common_ptr info) {
+  auto* const picture = reinterpret_cast<j_decompress_ptr>(info);
+  const auto scans = static_cast<std::uint64_t>(picture->input_scan_number);
+  if (scans > kMostScans || scans * BlocksOf(ShapeOf(*picture)) > kMostBlocksRead)
+    ERREXIT(info, JERR_BAD_PROGRESSION);
 }
 
 // In this decoder, a component that is scaled to one sample a block has its AC coefficients parsed
@@ -71,7 +73,6 @@ void StoreDcOnly(jpeg_decompress_struct& info) {
 
 bool CreateDecoder(MD_DECODER& decoder) noexcept {
   (void)SetJpegExit(&decoder.info, &decoder.errors);
-  decoder.errors.pub.output_message = StaySilent;
   const bool created = Guarded(decoder, [&decoder] { jpeg_create_decompress(&decoder.info); });
   if (!created) return false;
   decoder.info.mem->max_memory_to_use = kMostMemory;
@@ -116,7 +117,7 @@ int ReadCoefficients(MD_DECODER& decoder, bool fast) noexcept {
 
 int CopyDc(MD_DECODER& decoder) noexcept {
   const MD_SHAPE& shape = decoder.shape;
-  const std::size_t blocks = BlocksOf(shape);
+  const auto blocks = static_cast<std::size_t>(BlocksOf(shape));
   if (decoder.dc_room < blocks) {
     delete[] decoder.dc;
     decoder.dc = new (std::nothrow) JCOEF[blocks];

@@ -13,7 +13,7 @@ enum MD_STATUS : int {
   MD_ERR_MEMORY = 6,
   MD_ERR_RANGE = 7,  ///< a range lies outside the picture
   MD_REFERENCE = 8,  ///< sequence: first picture, kept as reference; or ended
-  MD_ERR_JPEG = 9,   ///< no JPEG picture, a broken one, or one of more than 128 MiB of coefficients
+  MD_ERR_JPEG = 9,   ///< no JPEG picture, a broken one, or one of more than 192 MiB of coefficients
 };
 
 /// A detection range: first and last row and column of blocks, all inclusive. One unit is a DCT

@@ -8,8 +8,8 @@
 
 #include "base/byteorder_internal.h"
 #include "base/diagnostics_internal.h"
-#include "platform/orvaea.h"
 #include "base/uniquefd.h"
+#include "platform/orvaea.h"
 
 namespace {
 

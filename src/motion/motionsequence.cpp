@@ -73,24 +73,42 @@ bool MotionSequence::Fit() {
   return false;
 }
 
+// One step of the sequence. Some cameras leave the end marker out, without which a JPEG is refused:
+// it is added to a copy then.
+int MotionSequence::Detect(const unsigned char* frame, int size, unsigned& level) {
+  const int status = MD_DetectMotionSeq(&detection_, frame, size, &level);
+  if (status != MD_ERR_JPEG || size <= 0) return status;
+  completed_.assign(frame, frame + size);
+  completed_.insert(completed_.end(), {0xFF, 0xD9});
+  return MD_DetectMotionSeq(
+      &detection_, completed_.data(), static_cast<int>(completed_.size()), &level);
+}
+
 MotionResult MotionSequence::Compare(const unsigned char* frame, int size) {
   const auto rows = detection_.mask_rows;
   const auto columns = detection_.mask_columns;
   unsigned level = 0;
-  int status = MD_DetectMotionSeq(&detection_, frame, size, &level);
+  int status = Detect(frame, size, level);
   if (status == MD_ERR_INCOMPATIBLE) {
     Begin();
-    status = MD_DetectMotionSeq(&detection_, frame, size, &level);
+    status = Detect(frame, size, level);
   }
   const bool resized = detection_.mask_rows != rows || detection_.mask_columns != columns;
+  MotionResult result{};
   if (status == MD_ERR_RANGE || (status == MD_REFERENCE && (resized || !fitted_))) {
     Begin();
     fitted_ = Fit();
-    if (!fitted_) return {0, false, true, false};
-    status = MD_DetectMotionSeq(&detection_, frame, size, &level);
+    result.outside = !fitted_;
+    if (fitted_) status = Detect(frame, size, level);
   }
-  if (status != MD_MOTION && status != MD_NO_MOTION) return {0, false, false, false};
-  return {static_cast<int>(level), status == MD_MOTION, false, true};
+  result.clipped =
+      detection_.mask_rows > kLastBlock + 1 || detection_.mask_columns > kLastBlock + 1;
+  if (result.outside) return result;
+  result.compared = status == MD_MOTION || status == MD_NO_MOTION;
+  result.broken = !result.compared && status != MD_REFERENCE;
+  if (result.compared) result.level = static_cast<int>(level);
+  result.motion = status == MD_MOTION;
+  return result;
 }
 
 }  // namespace watchpost

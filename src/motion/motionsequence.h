@@ -6,21 +6,18 @@
 #include <vector>
 
 #include "base/export.h"
+#include "base/pixelregion.h"
 #include "motion/md.h"
 
 namespace watchpost {
-
-/// A rectangle in picture pixels, edges inclusive.
-struct PixelRegion {
-  int left, top, right, bottom;
-  bool operator==(const PixelRegion&) const = default;
-};
 
 /// What one frame showed.
 struct MotionResult {
   int level;      ///< 0 to 100; 0 where nothing could be compared
   bool motion;    ///< the level reaches 100 - sensitivity
   bool outside;   ///< none of the regions lies in its picture
+  bool broken;    ///< the frame cannot be judged: its JPEG is damaged
+  bool clipped;   ///< a part of the picture lies beyond what can be watched
   bool compared;  ///< false for a first frame, one of another size than the one before, a broken
                   ///< one
 };
@@ -33,6 +30,11 @@ class WATCHPOST_API MotionSequence {
   /// What recorders use, and whoever shows what they do: fast mode distinguishes people from
   /// nothing as well as normal mode does, at less cost (docs/motion.md).
   static constexpr bool kUsuallyFast = true;
+
+  /// What MotionResult::clipped means to people.
+  static constexpr const char* kClippedText =
+      "its picture is larger than 2048 pixels; motion is found in the first 2048 across and down "
+      "only";
 
   /// No region means the whole picture. `sensitivity` is 0 to 100.
   MotionSequence(std::vector<PixelRegion> regions, int sensitivity, bool fast);
@@ -47,11 +49,13 @@ class WATCHPOST_API MotionSequence {
   void Begin();
 
  private:
+  int Detect(const unsigned char* frame, int size, unsigned& level);
   bool Fit();
 
   const std::vector<PixelRegion> regions_;
   MD_DETECTION detection_{};
-  bool fitted_ = false;  // the ranges are those of the regions
+  bool fitted_ = false;                   // the ranges are those of the regions
+  std::vector<unsigned char> completed_;  // a frame whose end marker was missing
 };
 
 }  // namespace watchpost

@@ -65,12 +65,18 @@ bool DimensionIsCompatible(int width, int height, int actualWidth, int actualHei
   return width == actualWidth && height == actualHeight;
 }
 
-CameraVerify::CameraVerify(Camera& camera) noexcept
-    : CameraVerify(camera.GetHost(),
-                   camera.GetPort(),
-                   camera.GetUsername(),
-                   camera.GetPassword(),
-                   camera.GetPath()) {}
+// Unlike the one below, this one takes an empty path: a camera's stream may be its root page.
+CameraVerify::CameraVerify(Camera& camera) noexcept {
+  if (camera.GetHost().empty() || camera.GetPort() < 0) {
+    VERIFY_PRINT("Parameters are incorrect! (constructor)\n");
+    return;
+  }
+  host_ = camera.GetHost();
+  user_ = camera.GetUsername();
+  password_ = camera.GetPassword();
+  path_ = camera.GetPath();
+  port_ = camera.GetPort();
+}
 
 CameraVerify::CameraVerify(
     std::string host, int port, std::string user, std::string password, std::string path) noexcept {

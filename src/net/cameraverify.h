@@ -5,9 +5,9 @@
 #include <memory>
 #include <string>
 
+#include "base/export.h"
 #include "camera/camera.h"
 #include "net/multipartfetch.h"
-#include "base/export.h"
 
 enum CV_STATUS : int {
   CV_OK = 0,

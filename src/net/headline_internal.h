@@ -15,6 +15,11 @@ inline void LowerCase(char* text) {
     *text = static_cast<char>(std::tolower(static_cast<unsigned char>(*text)));
 }
 
+/// Whether a line in lower case announces a body in chunks (RFC 9112, section 7.1).
+inline bool AnnouncesChunks(std::string_view line) {
+  return line.starts_with("transfer-encoding") && line.find("chunked") != std::string_view::npos;
+}
+
 /// What becomes of a line that ends on a CR at the very end of the stream.
 enum class MissingLineFeed { kFails, kCounts };
 

@@ -27,6 +27,7 @@ MF_STATUS __tag_MIME_PRIV::Connector() noexcept {
   boundary_length = 0;
   MF_STATUS status = RequestStream();
   if (status == MF_OK) status = CheckMime();
+  chunked = client != nullptr && client->IsChunked();
   if (status == MF_OK && SearchForBoundry() != STEP_OK) status = MF_ERR_BOUNDARY;
   connected = status == MF_OK;
   return status;
@@ -115,6 +116,9 @@ __tag_MIME_PRIV::StepResult __tag_MIME_PRIV::SearchForBoundry() noexcept {
   for (int lines = 0; lines < kLongestSearch; ++lines) {
     if (ReadDataToLineEnd() != STEP_OK) return STEP_READ_FAILED;
     if (StartsWith(line.data(), boundary.data())) return STEP_OK;
+    if (connected) continue;
+    watchpost::LowerCase(line.data());  // of the head, behind its Content-Type
+    chunked = chunked || watchpost::AnnouncesChunks(line.data());
   }
   return STEP_MALFORMED;
 }

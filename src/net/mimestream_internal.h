@@ -24,6 +24,7 @@ struct __tag_MIME_PRIV {
   bool SkipBody() noexcept;
 
   bool connected = false;
+  bool chunked = false;       ///< the body comes in chunks: what is read are not the frames
   bool length_known = false;  ///< the part named its length, so its body is still in the stream
   std::array<unsigned char, 262144> data{};
   std::array<char, 1024> line{};

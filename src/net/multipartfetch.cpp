@@ -62,6 +62,10 @@ void MultipartFetch::DropData() noexcept {
   if (!priv_->SkipBody()) priv_->connected = false;
 }
 
+bool MultipartFetch::IsChunked() const noexcept {
+  return priv_ != nullptr && priv_->chunked;
+}
+
 void MultipartFetch::SetReconnect() noexcept {
   if (priv_ != nullptr) priv_->connected = false;
 }

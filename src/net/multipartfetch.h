@@ -40,6 +40,10 @@ class WATCHPOST_API MultipartFetch {
   /// Skips the present part.
   void DropData() noexcept;
 
+  /// Whether the camera sends its body in chunks, whose lengths then stand between the bytes of its
+  /// frames: nothing that was fetched can be used.
+  [[nodiscard]] bool IsChunked() const noexcept;
+
   /// Makes the next operation connect anew.
   void SetReconnect() noexcept;
 

@@ -5,8 +5,8 @@
 
 #include <string>
 
-#include "camera/cameracfg.h"
 #include "base/export.h"
+#include "camera/cameracfg.h"
 
 /// Which entry of which capability file.
 struct __tag_CAM_PTZ_ID {

@@ -110,6 +110,7 @@ int WPHttpClient::CheckContentType() noexcept {
     if (ReadToLineEnd(line.data(), static_cast<int>(line.size())) < 0) return HTTP_ERR_IO;
     if (line[0] == '\0') continue;
     watchpost::LowerCase(line.data());
+    chunked_ = chunked_ || watchpost::AnnouncesChunks(line.data());
     char* rest = nullptr;
     const char* name = strtok_r(line.data(), kNameEnd, &rest);
     if (name == nullptr) return HTTP_ERR_IO;

@@ -68,6 +68,10 @@ class WATCHPOST_API WPHttpClient {
   /// Copies a remembered header: all in lower case, with the blank that followed the colon.
   int GetHttpContent(HTTP_MAP_KEY key, std::string& value) const noexcept;
 
+  /// Whether a header line before Content-Type announced a body in chunks, which this client does
+  /// not undo.
+  [[nodiscard]] bool IsChunked() const noexcept { return chunked_; }
+
   /// WPSocket's operations of these names, once the head is read; -1 before.
   int ReadData(char* buf, int len) noexcept;
   int WriteData(const char* buf, int len) noexcept;
@@ -86,4 +90,5 @@ class WATCHPOST_API WPHttpClient {
   std::string user_;
   std::string password_;
   std::int32_t status_code_ = 0;
+  bool chunked_ = false;
 };

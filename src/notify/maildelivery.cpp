@@ -9,8 +9,8 @@
 #include <cstdlib>
 #include <memory>
 
-#include "platform/olibfile.h"
 #include "base/paths.h"
+#include "platform/olibfile.h"
 
 namespace watchpost {
 namespace {
@@ -21,8 +21,6 @@ constexpr char kExtraHeader[] =
     "Content-Type: text/plain; charset=utf-8\nContent-Transfer-Encoding: 8bit\n";
 constexpr int kSubjectSize = 512;
 constexpr int kBodySize = 4096;
-// What still fits into kSubjectSize when it is encoded, with "=?UTF-8?B?" and "?=" around it.
-constexpr int kPlainSubjectSize = (kSubjectSize - 1 - 12) / 4 * 3 + 1;
 
 struct FreeDeleter {
   void operator()(char* text) const { std::free(text); }
@@ -125,11 +123,8 @@ MailResult FillAndSend(const _tag_ORVA_MAIL_& mail,
 
 bool ReadMailLanguage(std::string& language) {
   std::array<char, 32> text{};
-  const int length = OLIBFileGetKeyValue(ConfigurationFile().c_str(),
-                                         "maillang",
-                                         text.data(),
-                                         static_cast<int>(text.size()),
-                                         0);
+  const int length = OLIBFileGetKeyValue(
+      ConfigurationFile().c_str(), "maillang", text.data(), static_cast<int>(text.size()), 0);
   language = length > 0 ? text.data() : kDefaultLanguage;
   return length > 0;
 }
@@ -151,7 +146,7 @@ bool HasAddress(const _tag_ORVA_MAIL_& mail) {
 }
 
 MailResult DeliverMail(const _tag_ORVA_MAIL_& mail, const MailOrder& order) {
-  std::array<char, kPlainSubjectSize> subject{};
+  std::array<char, kSubjectSize> subject{};
   std::array<char, kBodySize> body{};
   if (ORVAMailReadByTagAndConvert(order.language.c_str(),
                                   order.tag.c_str(),

@@ -2,10 +2,10 @@
 
 #include <utility>
 
-#include "database/textlimits_internal.h"
-#include "database/statement.h"
-#include "database/wpdb.h"
 #include "base/diagnostics_internal.h"
+#include "database/statement.h"
+#include "database/textlimits_internal.h"
+#include "database/wpdb.h"
 
 using watchpost::CutText;
 
@@ -37,14 +37,19 @@ Notification::Notification(NOTIFICATIONMETHOD method,
       email2_(std::move(email2)) {}
 
 int Notification::Reload() noexcept {
+  const Stored stored = Read();
+  if (stored == Stored::kReadFirst) WP_LOG("More than one notification entry");
+  return stored == Stored::kNone ? -1 : 0;
+}
+
+Notification::Stored Notification::Read() noexcept {
   const watchpost::ResultPtr result =
       watchpost::Query(std::string("SELECT * FROM ") + gszTableNotification);
-  if (result == nullptr) return 0;
-  if (ORVADBNumRows(result.get()) < 1) return -1;
-  if (ORVADBNumRows(result.get()) > 1) WP_LOG("More than one notification entry");
+  if (result == nullptr) return Stored::kUnknown;
+  if (ORVADBNumRows(result.get()) < 1) return Stored::kNone;
   watchpost::RowCursor rows(result.get());
   if (rows.Next()) PutRowIntoClassMember(result.get(), rows.Index());
-  return 0;
+  return ORVADBNumRows(result.get()) > 1 ? Stored::kReadFirst : Stored::kRead;
 }
 
 int Notification::Save() noexcept {
@@ -52,7 +57,8 @@ int Notification::Save() noexcept {
   if (WPDBExecute("DELETE FROM notification;") != 0) return -1;
   return watchpost::ExecuteStatement(watchpost::FormatStatement(
       "INSERT INTO notification (type, server, port, needauth, username, password, needssl, "
-      "sendtestmail, email, email2) VALUES (%d, '%s', %d, '%d', '%s', '%s', '%d', '%d', '%s', '%s');",
+      "sendtestmail, email, email2) VALUES (%d, '%s', %d, '%d', '%s', '%s', '%d', '%d', '%s', "
+      "'%s');",
       method_,
       WPDBEscapeString(server_).c_str(),
       port_,

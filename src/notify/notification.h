@@ -54,6 +54,15 @@ class WATCHPOST_API Notification {
   /// line in the system log.
   int Reload() noexcept;
 
+  enum class Stored {
+    kRead,
+    kReadFirst,  ///< of several rows
+    kNone,       ///< there is no row
+    kUnknown,    ///< the database could not be read; the fields are unchanged
+  };
+  /// The same, for who must not take what could not be read for no settings.
+  [[nodiscard]] Stored Read() noexcept;
+
   /// Replaces the row: 0 or -1. When the second of the two statements fails, the table is left
   /// empty.
   int Save() noexcept;

@@ -29,6 +29,8 @@ constexpr std::array kMessages{
             "Removed %2 recordings of camera %1 that were older than its limit of days."},
     Message{0x13300013,
             "Removed the %2 oldest recordings of camera %1 because its capacity was used up."},
+    Message{0x13300014,
+            "Removed the %2 oldest recordings of camera %1 because its disk was nearly full."},
     Message{0x13300023, "Recording %1 was deleted."},
 };
 

@@ -10,8 +10,8 @@
 #include <string>
 #include <string_view>
 
-#include "platform/olibfile.h"
 #include "base/paths.h"
+#include "platform/olibfile.h"
 
 namespace {
 

@@ -7,9 +7,9 @@
 #include <string>
 #include <string_view>
 
+#include "base/paths.h"
 #include "platform/mailtemplates_internal.h"
 #include "platform/orvamail.h"
-#include "base/paths.h"
 
 namespace {
 

@@ -6,9 +6,9 @@
 #include <string>
 #include <string_view>
 
+#include "base/paths.h"
 #include "platform/olibfile.h"
 #include "platform/olibszhash.h"
-#include "base/paths.h"
 
 int ORVAServiceInfoGet(int service, ORVA_SERVICE_INFO* info) noexcept {
   if (info == nullptr) return -1;
@@ -16,8 +16,7 @@ int ORVAServiceInfoGet(int service, ORVA_SERVICE_INFO* info) noexcept {
   OLIBSZHASH* hash = values.get();
   if (hash == nullptr) return -1;
   const std::string section = "service " + std::to_string(service);
-  if (OLIBFileGetSection(
-          watchpost::ConfigurationFile().c_str(), section.c_str(), &hash) < 0) {
+  if (OLIBFileGetSection(watchpost::ConfigurationFile().c_str(), section.c_str(), &hash) < 0) {
     return 0;
   }
   const char* volume_text = SzOLIBSzHashGetValue(hash, "volume");

@@ -8,12 +8,12 @@
 #include <cstdlib>
 #include <string>
 
-#include "database/statement.h"
-#include "database/wpdb.h"
 #include "base/diagnostics_internal.h"
+#include "base/paths.h"
 #include "base/shell_internal.h"
 #include "base/utils.h"
-#include "base/paths.h"
+#include "database/statement.h"
+#include "database/wpdb.h"
 
 namespace {
 
@@ -110,6 +110,7 @@ int CameraControl::WaitStatus(DAEMON_STATUS wanted, int timeout) noexcept {
     const DAEMON_STATUS status = Status();
     if (status == wanted) return 0;
     if (left == 1) return -1;
-    (void)sleep(1);  // looking early does no harm
+    // A signal must not make the polls come faster: their number is the limit of time.
+    for (unsigned int rest = 1; rest > 0;) rest = sleep(rest);
   }
 }

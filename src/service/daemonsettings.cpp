@@ -23,7 +23,8 @@ struct Setting {
   long highest;  // inclusive
   bool or_none;
   int shift;  // the key's unit is 2^shift bytes
-  std::variant<seconds DaemonSettings::*, std::uint64_t DaemonSettings::*> member;
+  std::variant<seconds DaemonSettings::*, std::uint64_t DaemonSettings::*, bool DaemonSettings::*>
+      member;
 };
 
 constexpr std::array kSettings{
@@ -36,6 +37,7 @@ constexpr std::array kSettings{
     Setting{"ring_kibibytes", 64, 8192, true, kKiB, &DaemonSettings::ring_size},
     Setting{"motion_before_seconds", 0, 60, false, 0, &DaemonSettings::motion_before},
     Setting{"motion_after_seconds", 1, 600, false, 0, &DaemonSettings::motion_after},
+    Setting{"motion_record_unjudged", 0, 1, false, 0, &DaemonSettings::record_unjudged},
     Setting{"motion_history_mebibytes", 1, 256, false, kMiB, &DaemonSettings::history_bytes},
     Setting{"floor_mebibytes", 1, 1048576, false, kMiB, &DaemonSettings::floor_bytes},
     Setting{"reserve_mebibytes", 1, 65536, false, kMiB, &DaemonSettings::reserve_bytes},
@@ -53,6 +55,8 @@ bool Read(const Setting& setting, std::string_view text, DaemonSettings& setting
   }
   if (const auto* duration = std::get_if<seconds DaemonSettings::*>(&setting.member))
     settings.*(*duration) = seconds(number);
+  else if (const auto* flag = std::get_if<bool DaemonSettings::*>(&setting.member))
+    settings.*(*flag) = number != 0;
   else
     settings.*std::get<std::uint64_t DaemonSettings::*>(setting.member) =
         static_cast<std::uint64_t>(number) << setting.shift;

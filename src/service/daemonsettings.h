@@ -30,6 +30,8 @@ struct DaemonSettings {
   /// Recorded before motion, and after it.
   std::chrono::seconds motion_before{5};
   std::chrono::seconds motion_after{5};
+  /// In hours of motion, frames that cannot be judged are recorded as if something moved.
+  bool record_unjudged = true;
   /// Most memory for frames before motion, bytes.
   std::uint64_t history_bytes = 16ULL << 20;
   /// Free space that is kept by removing the oldest, bytes.

@@ -3,8 +3,8 @@
 #include <array>
 #include <list>
 
-#include "camera/camera.h"
 #include "base/diagnostics_internal.h"
+#include "camera/camera.h"
 #include "service/cameracontrol.h"
 
 namespace {

@@ -5,9 +5,9 @@
 #include <ctime>
 
 #include "base/diagnostics_internal.h"
+#include "base/utils.h"
 #include "database/statement.h"
 #include "database/wpdb.h"
-#include "base/utils.h"
 
 namespace {
 

@@ -1,10 +1,6 @@
 #include "base/list.h"
 
-#include <gtest/gtest.h>
-
-#include <cstdint>
-#include <cstdlib>
-#include <vector>
+#include "support/test.h"
 
 namespace {
 
@@ -19,13 +15,11 @@ std::vector<std::uintptr_t> Values(const list_node* node) {
   return values;
 }
 
-using Numbers = std::vector<std::uintptr_t>;
-
 TEST(List, PushesAtBothEndsFromAnyNode) {
   list_node* two = list_push_back(nullptr, Value(2));
   list_node* one = list_push_front(two, Value(1));
   list_node* three = list_push_back(one, Value(3));
-  EXPECT_EQ(Values(one), (Numbers{1, 2, 3}));
+  EXPECT_THAT(Values(one), ElementsAre(1, 2, 3));
   EXPECT_EQ(list_front(three), one);
   EXPECT_EQ(list_back(one), three);
   EXPECT_EQ(list_nth(one, 0), one);
@@ -40,7 +34,7 @@ TEST(List, InsertTakesTheNodesPlaceAndLeavesOneOldBackLink) {
   list_node* a = list_push_back(nullptr, Value(1));
   list_node* b = list_push_back(a, Value(2));
   list_node* moved = list_insert(a, Value(9));
-  EXPECT_EQ(Values(a), (Numbers{9, 1, 2}));
+  EXPECT_THAT(Values(a), ElementsAre(9, 1, 2));
   EXPECT_EQ(moved->prev, a);
   EXPECT_EQ(b->prev, a) << "deliberately not moved";
   list_rerase(a);  // frees all three all the same
@@ -64,11 +58,11 @@ TEST(List, ErasesWithAndWithoutData) {
 
 TEST(List, RemovesEveryMatch) {
   list_node* first = list_push_back(nullptr, Value(1));
-  for (const std::uintptr_t number : Numbers{7, 2, 7, 7}) list_push_back(first, Value(number));
+  for (const std::uintptr_t number : {7U, 2U, 7U, 7U}) list_push_back(first, Value(number));
   EXPECT_EQ(list_find(first, Value(8)), nullptr);
   EXPECT_EQ(list_find(nullptr, Value(7)), nullptr);
   EXPECT_EQ(list_remove(first, Value(7)), nullptr);
-  EXPECT_EQ(Values(first), (Numbers{1, 2}));
+  EXPECT_THAT(Values(first), ElementsAre(1, 2));
   list_rerase(first);
 }
 

@@ -1,44 +1,31 @@
 #include "base/utils.h"
 
-#include <fcntl.h>
-#include <gtest/gtest.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 
-#include <chrono>
 #include <climits>
-#include <cstdlib>
-#include <thread>
 
 #include "base/delaytimer.h"
 #include "base/shell_internal.h"
-#include "base/uniquefd.h"
-#include "support/tempdir.h"
-
-using watchpost::UniqueFd;
-using watchpost::test::TempDir;
-using watchpost::test::WriteFile;
+#include "support/process.h"
 
 namespace {
 
 TEST(Utils, EncodesBase64WithoutLineBreaks) {
-  const struct {
-    const char* text;
-    const char* encoded;
-  } cases[] = {
-      {"", ""},
-      {"a", "YQ=="},
-      {"ab", "YWI="},
-      {"abc", "YWJj"},
-      {"\xFF\xFE\xFD\xFC", "//79/A=="},
-      {"a user name of some length:and a password that is longer than one line of mail",
-       "YSB1c2VyIG5hbWUgb2Ygc29tZSBsZW5ndGg6YW5kIGEgcGFzc3dvcmQgdGhhdCBpcyBsb25nZXIgdGhhbiBvbmUgbGl"
-       "uZSBvZiBtYWls"},
-  };
-  for (const auto& c : cases) {
-    char* encoded = HttpBase64Encode(c.text);
-    EXPECT_STREQ(encoded, c.encoded);
-    std::free(encoded);
+  std::string text;
+  std::string encoded;
+  for (int i = 0; i < 30; ++i) {  // longer than one line of mail
+    text += "abc";
+    encoded += "YWJj";
+  }
+  for (const auto& [plain, expected] : {std::pair{std::string(), std::string()},
+                                        {"a", "YQ=="},
+                                        {"ab", "YWI="},
+                                        {"\xFF\xFE\xFD\xFC", "//79/A=="},
+                                        {text, encoded}}) {
+    const std::unique_ptr<char, decltype(&std::free)> bytes(HttpBase64Encode(plain.c_str()),
+                                                            &std::free);
+    EXPECT_EQ(bytes.get(), expected);
   }
 }
 
@@ -64,40 +51,34 @@ TEST(Utils, SeesOnlyExclusiveLocksOfOthers) {
   EXPECT_EQ(IsFileLocked((dir / "missing").c_str()), 0);
   EXPECT_EQ(IsFileLocked((dir / "fifo").c_str()), 0) << "does not wait for a writer";
   EXPECT_EQ(IsFileLocked(path.c_str()), 0);
-  const UniqueFd holder(open(path.c_str(), O_RDONLY));
-  ASSERT_EQ(flock(holder.Get(), LOCK_SH), 0);
-  EXPECT_EQ(IsFileLocked(path.c_str()), 0);
-  ASSERT_EQ(flock(holder.Get(), LOCK_EX), 0);
+  const UniqueFd holder = LockFile(path);
   EXPECT_EQ(IsFileLocked(path.c_str()), 1);
   EXPECT_EQ(IsFileLocked(path.c_str()), 1) << "asking changes nothing";
+  ASSERT_EQ(flock(holder.Get(), LOCK_SH), 0);
+  EXPECT_EQ(IsFileLocked(path.c_str()), 0);
 }
 
 TEST(DelayTimer, KeepsItsRateAndStartsAnewAfterAStall) {
-  using Clock = std::chrono::steady_clock;
   DelayTimer timer(20000);
   ASSERT_EQ(timer.BeginTiming(), 0);
   const auto start = Clock::now();
   for (int i = 0; i < 25; ++i) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(i % 10));  // work of uneven length
+    std::this_thread::sleep_for(milliseconds(i % 10));  // work of uneven length
     (void)timer.Delay();
   }
-  EXPECT_GE(Clock::now() - start, std::chrono::milliseconds(498));
-  std::this_thread::sleep_for(std::chrono::milliseconds(100));
+  EXPECT_GE(Clock::now() - start, milliseconds(498));
+  std::this_thread::sleep_for(milliseconds(100));
   const auto late = Clock::now();
   EXPECT_GE(timer.Delay(), 100000) << "says how late it is";
-  EXPECT_LT(Clock::now() - late, std::chrono::milliseconds(20)) << "does not sleep";
+  EXPECT_LT(Clock::now() - late, milliseconds(20)) << "does not sleep";
   EXPECT_EQ(timer.Delay(), 0);
-  EXPECT_GE(Clock::now() - late, std::chrono::milliseconds(19)) << "begins a period at once";
+  EXPECT_GE(Clock::now() - late, milliseconds(19)) << "begins a period at once";
 }
 
 TEST(ShellWord, KeepsPlainPathsAndDisarmsOthers) {
-  EXPECT_EQ(watchpost::ShellWord("/volume1/@tmp/Porch-2"), "/volume1/@tmp/Porch-2");
-  for (const std::string text : {"a b", "", "$(reboot)", "it's;\nrm", "-\\\"`*"}) {
-    const TempDir dir;
-    const std::string path = dir / "out";
-    ASSERT_EQ(std::system(("printf %s " + watchpost::ShellWord(text) + " > " + path).c_str()), 0);
-    EXPECT_EQ(watchpost::test::ReadFile(path), text);
-  }
+  EXPECT_EQ(ShellWord("/volume1/@tmp/Porch-2"), "/volume1/@tmp/Porch-2");
+  for (const std::string text : {"a b", "", "$(reboot)", "it's;\nrm", "-\\\"`*"})
+    EXPECT_EQ(OutputOf("sh -c " + Quoted("printf %s " + ShellWord(text))), text);
 }
 
 }  // namespace

@@ -1,19 +1,12 @@
 #include "camera/camera.h"
 
-#include <filesystem>
-
+#include "support/process.h"
 #include "support/syslogcapture.h"
 #include "support/testdatabase.h"
 
-using watchpost::test::ScopedEnv;
-using watchpost::test::SyslogCapture;
-using watchpost::test::TempDir;
-using watchpost::test::WriteFile;
-namespace fs = std::filesystem;
-
 namespace {
 
-class CameraRows : public watchpost::test::TestDatabase {
+class CameraRows : public TestDatabase {
  protected:
   static Camera Stored(const std::string& name) {
     Camera camera(name, "h", 80, "p", "u", "w");
@@ -39,12 +32,9 @@ TEST_F(CameraRows, ComeBackByteForByte) {
   ASSERT_EQ(loaded.GetMotionDet()->RegionCount(), 1);
   const MotionRegion& region = loaded.GetMotionDet()->GetRegion(0);
   EXPECT_EQ(region.Name(), "door's");
-  EXPECT_EQ(region.Left(), 1);
-  EXPECT_EQ(region.Top(), 2);
-  EXPECT_EQ(region.Right(), 3);
-  EXPECT_EQ(region.Bottom(), 4);
-  Camera missing(99);
-  EXPECT_EQ(missing.GetId(), 0);
+  EXPECT_THAT((std::array{region.Left(), region.Top(), region.Right(), region.Bottom()}),
+              ElementsAre(1, 2, 3, 4));
+  EXPECT_EQ(Camera(99).GetId(), 0);
 }
 
 TEST_F(CameraRows, AreCutToTheirLongest) {
@@ -56,14 +46,14 @@ TEST_F(CameraRows, AreCutToTheirLongest) {
   camera.SetFilenamePrefix(longer);
   camera.GetMotionDet()->AddRegion(MotionRegion(0, 0, 1, 1, longer));
   ASSERT_EQ(camera.Save(false), 0);
-  EXPECT_EQ(camera.GetMotionDet()->GetRegion(0).Name().size(), 256U) << "in the object too";
+  EXPECT_THAT(camera.GetMotionDet()->GetRegion(0).Name(), SizeIs(256)) << "in the object too";
   const Camera loaded(camera.GetId());
-  EXPECT_EQ(loaded.GetName().size(), 256U);
-  EXPECT_EQ(loaded.GetHost().size(), 256U);
-  EXPECT_EQ(loaded.GetPath().size(), 512U);
-  EXPECT_EQ(loaded.GetVendor().size() + loaded.GetModel().size(), 256U);
-  EXPECT_EQ(loaded.GetUsername().size() + loaded.GetPassword().size(), 256U);
-  EXPECT_EQ(loaded.GetStoragePath().size() + loaded.GetFilenamePrefix().size(), 512U);
+  EXPECT_THAT(loaded.GetName(), SizeIs(256));
+  EXPECT_THAT(loaded.GetHost(), SizeIs(256));
+  EXPECT_THAT(loaded.GetPath(), SizeIs(512));
+  EXPECT_THAT(loaded.GetVendor() + loaded.GetModel(), SizeIs(256));
+  EXPECT_THAT(loaded.GetUsername() + loaded.GetPassword(), SizeIs(256));
+  EXPECT_THAT(loaded.GetStoragePath() + loaded.GetFilenamePrefix(), SizeIs(512));
 }
 
 TEST_F(CameraRows, OfTheTemporaryCameraAreNeverListed) {
@@ -72,78 +62,65 @@ TEST_F(CameraRows, OfTheTemporaryCameraAreNeverListed) {
   camera.SetName("tried");
   EXPECT_EQ(camera.SaveTemp(), 0) << "replaces the earlier one";
   EXPECT_EQ(camera.GetId(), 1) << "the object keeps its id";
-  EXPECT_EQ(Ask("SELECT name FROM camera WHERE id = 0", "name"), "tried");
+  EXPECT_EQ(Rows("camera WHERE id = 0 AND name = 'tried'"), 1);
   Stored("second");
-  EXPECT_EQ(CameraEnum(), (std::list<int>{1, 2}));
-  ASSERT_EQ(CameraGetAll().size(), 2U);
+  EXPECT_THAT(CameraEnum(), ElementsAre(1, 2));
+  ASSERT_THAT(CameraGetAll(), SizeIs(2));
   EXPECT_EQ(CameraGetAll().front().GetName(), "real");
   camera.SetName("updated");
   EXPECT_EQ(camera.Save(true), 0) << "the flag matters for id 0 only";
-  EXPECT_EQ(Ask("SELECT name FROM camera WHERE id = 1", "name"), "updated");
+  EXPECT_EQ(Rows("camera WHERE id = 1 AND name = 'updated'"), 1);
 }
 
-TEST_F(CameraRows, TellWhenTheDatabaseIsAway) {
+TEST_F(CameraRows, ReportThatTheDatabaseIsAway) {
   Camera stored = Stored("x");
   Camera fresh("y", "h", 80, "p", "", "");
   const Outage outage;
   const SyslogCapture log;
   EXPECT_EQ(fresh.Save(false), -1);
-  EXPECT_NE(log.Text().find(":InsertByNewID(): Failed to execute command\n"), std::string::npos);
-  EXPECT_NE(log.Text().find(":Save(): INSERT FAILED\n"), std::string::npos);
+  log.Expect(":InsertByNewID(): Failed to execute command\n");
+  log.Expect(":Save(): INSERT FAILED\n");
   EXPECT_EQ(fresh.Save(true), -1);
-  EXPECT_NE(log.Text().find(":DeleteDBEntry(): Failed to delete camera 0\n"), std::string::npos);
-  EXPECT_NE(log.Text().find(":Save(): DELETE FAILED\n"), std::string::npos);
+  log.Expect(":DeleteDBEntry(): Failed to delete camera 0\n");
+  log.Expect(":Save(): DELETE FAILED\n");
   EXPECT_EQ(stored.Save(false), 0) << "a failed update counts as saved";
-  EXPECT_NE(log.Text().find(":Update(): Failed to execute command\n"), std::string::npos);
+  log.Expect(":Update(): Failed to execute command\n");
   EXPECT_EQ(stored.Load(1), -1);
   EXPECT_EQ(stored.GetId(), 0);
   EXPECT_EQ(stored.GetName(), "x") << "the rest stays";
-  EXPECT_TRUE(CameraEnum().empty());
+  EXPECT_THAT(CameraEnum(), IsEmpty());
 }
 
 TEST_F(CameraRows, IgnoreWhatAScheduleMayNotHold) {
-  ASSERT_EQ(WPDBExecute("INSERT INTO camera (id, schedule) VALUES (5, '12" + std::string(200, 'x') +
-                        "1')"),
-            0);
+  Run("INSERT INTO camera (id, schedule) VALUES (5, '12" + std::string(200, 'x') + "1')");
   const Camera camera(5);
   EXPECT_EQ(camera.StringFromSchedule(), "12" + std::string(166, '0'));
   EXPECT_EQ(camera.GetName(), "") << "a null is an empty text";
 }
 
 TEST_F(CameraRows, GoWithTheirRecordings) {
-  const TempDir root;
-  const ScopedEnv env("ORVA_ROOT", root.Path());
+  TestRoot root;
   Camera camera = Stored("a");
-  ASSERT_EQ(WPDBExecute("INSERT INTO event (camera_id) VALUES (1), (1), (2)"), 0);
-  {
-    const SyslogCapture log;
-    EXPECT_EQ(camera.Delete(), -1);
-    EXPECT_NE(log.Text().find(":DeleteEventsOfCamera(): Get no service info\n"), std::string::npos);
-    EXPECT_EQ(Ask("SELECT count(*) FROM event", "count"), "3") << "nothing else is removed then";
-  }
-  const std::string folder = root / "volume1/s/it's; $(touch x)";
-  WriteFile(root / "etc/orvainfo.conf", "[service 9]\nvolume=1\npath=/volume1/s\n");
-  WriteFile(folder + "/a.avi", "x");
-  camera.SetStoragePath(folder);
-  EXPECT_EQ(camera.Delete(), 0);
-  EXPECT_FALSE(fs::exists(folder)) << "at once";
-  EXPECT_EQ(Ask("SELECT count(*) FROM event", "count"), "1");
-  EXPECT_EQ(Ask("SELECT count(*) FROM camera", "count"), "0");
-  for (int i = 0; i < 1000 && !fs::is_empty(root / "volume1/@tmp"); ++i) usleep(10000);
-  EXPECT_TRUE(fs::is_empty(root / "volume1/@tmp")) << "removed in the background";
-}
-
-TEST_F(CameraRows, GoEvenWhenTheirFolderCannotBeMoved) {
-  const TempDir root;
-  const ScopedEnv env("ORVA_ROOT", root.Path());
-  WriteFile(root / "etc/orvainfo.conf", "[service 9]\nvolume=1\npath=/volume1/s\n");
-  fs::create_directories(root / "volume1");
-  Camera camera = Stored("a");
-  camera.SetStoragePath(root / "not there");
+  Run("INSERT INTO event (camera_id) VALUES (1), (1), (2)");
   const SyslogCapture log;
+  root.Configure("");
+  EXPECT_EQ(camera.Delete(), -1);
+  log.Expect(":DeleteEventsOfCamera(): Get no service info\n");
+  EXPECT_EQ(Rows("event"), 3) << "nothing else is removed then";
+  root.Configure("[service 9]\nvolume=1\npath=/volume1/surveillance\n");
+  camera.SetStoragePath(root.Service("it's; $(touch x)"));
+  WriteFile(root.Service("it's; $(touch x)/a.avi"), "x");
   EXPECT_EQ(camera.Delete(), 0);
-  EXPECT_NE(log.Text().find(":DeleteEventsOfCamera(): Remove to tmp error!\n"), std::string::npos);
-  EXPECT_EQ(Ask("SELECT count(*) FROM camera", "count"), "0");
+  EXPECT_FALSE(fs::exists(camera.GetStoragePath())) << "at once";
+  EXPECT_EQ(Rows("event"), 1);
+  EXPECT_EQ(Rows("camera"), 0);
+  EXPECT_TRUE(Eventually([&] { return fs::is_empty(root / "volume1/@tmp"); })) << "and later";
+
+  Camera elsewhere = Stored("b");
+  elsewhere.SetStoragePath(root / "not there");
+  EXPECT_EQ(elsewhere.Delete(), 0) << "also when the folder cannot be moved";
+  log.Expect(":DeleteEventsOfCamera(): Remove to tmp error!\n");
+  EXPECT_EQ(Rows("camera"), 0);
 }
 
 TEST_F(CameraRows, KeepRegionsAsFarAsTheyCanBeRead) {
@@ -159,7 +136,7 @@ TEST_F(CameraRows, KeepRegionsAsFarAsTheyCanBeRead) {
   {
     const Outage outage;
     EXPECT_EQ(regions.Save(0), -1);
-    EXPECT_EQ(regions.Reload(7), 0) << "cannot be told from a camera without regions";
+    EXPECT_EQ(regions.Reload(7), 0) << "as for a camera without regions";
     EXPECT_EQ(regions.RegionCount(), 2);
   }
   EXPECT_EQ(regions.Reload(7), 0);
@@ -172,7 +149,6 @@ TEST(CameraRecord, RefusesSensitivitiesOutOfRange) {
   Camera camera("n", "h", CameraPreset(CAMERA_API_GENERIC, "X", 8080));
   EXPECT_EQ(camera.GetPort(), 8080);
   EXPECT_EQ(camera.GetPath() + camera.GetModel(), "");
-  EXPECT_EQ(camera.GetSensitivity(), 99);
   for (const int wrong : {-1, 101}) EXPECT_EQ(camera.SetSensitivity(wrong), -1);
   EXPECT_EQ(camera.GetSensitivity(), 99);
   for (const int right : {0, 100}) EXPECT_EQ(camera.SetSensitivity(right), 0);

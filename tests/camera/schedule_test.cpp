@@ -1,25 +1,19 @@
 #include "camera/schedule.h"
 
-#include <gtest/gtest.h>
-
 #include <ctime>
 
 #include "camera/camera.h"
-#include "support/tempdir.h"
+#include "support/test.h"
 
 namespace {
 
-TEST(Schedule, RefusesPositionsThatDoNotExist) {
+TEST(Schedule, StoresSlotsInOrderAndRefusesOthers) {
   Camera camera;
   for (const auto& [day, hour] : {std::pair{7, 0}, {0, 24}, {-1, 0}, {0, -1}}) {
     EXPECT_EQ(camera.SetSchedule(day, hour, RECORDING_MOTION), -1);
     EXPECT_EQ(camera.GetSchedule(day, hour), RECORDING_NONE);
   }
   EXPECT_EQ(camera.StringFromSchedule(), std::string(168, '0'));
-}
-
-TEST(Schedule, StoresSlotsInOrderAndDropsUnknownOnes) {
-  Camera camera;
   EXPECT_EQ(camera.SetSchedule(0, 1, RECORDING_MOTION), 0);
   EXPECT_EQ(camera.SetSchedule(6, 23, RECORDING_CONTINUOUS), 0);
   EXPECT_EQ(camera.StringFromSchedule(), "02" + std::string(165, '0') + "1");
@@ -39,13 +33,11 @@ TEST(Schedule, DecodesTextsWithoutAskingWhatTheyMean) {
 
 TEST(Schedule, FollowsLocalTime) {
   for (const char* zone : {"UTC0", "America/St_Johns", "Pacific/Auckland"}) {
-    const watchpost::test::ScopedEnv env("TZ", zone);
-    tzset();
+    const ScopedEnv env("TZ", zone);
     Camera camera;
     const time_t now = time(nullptr);
-    tm local{};
-    localtime_r(&now, &local);
-    camera.SetSchedule(local.tm_wday, local.tm_hour, RECORDING_MOTION);
+    const tm* local = localtime(&now);
+    camera.SetSchedule(local->tm_wday, local->tm_hour, RECORDING_MOTION);
     const RecordingType mode = camera.GetCurrentSchedule();
     if (time(nullptr) / 1800 == now / 1800) {  // no hour began meanwhile, in any zone
       EXPECT_EQ(mode, RECORDING_MOTION) << zone;

@@ -1,22 +1,57 @@
 #include "e2e/appliance.h"
 
-#include <signal.h>
-
-#include <algorithm>
 #include <fstream>
-#include <sstream>
 
 #include "base/byteorder_internal.h"
 
 namespace watchpost::test {
+namespace {
 
-Simulator::Simulator(std::vector<std::string> options)
-    : process_([&] {
-        options.insert(options.begin(), WATCHPOST_BIN_DIR "/camsim");
-        return options;
-      }()) {
-  EXPECT_TRUE(
-      Eventually([this] { return process_.Output().find("snapshot") != std::string::npos; }));
+std::string Server(const char* verb, const TempDir& dir) {
+  return OutputOf(WATCHPOST_SOURCE_DIR "/scripts/postgres " + std::string(verb) + " " + dir.Path());
+}
+
+}  // namespace
+
+int Count(const std::string& text, const std::string& part) {
+  int count = 0;
+  for (std::size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1))
+    ++count;
+  return count;
+}
+
+std::string Program(const std::string& name) {
+  return WATCHPOST_BIN_DIR "/" + name;
+}
+
+Result Ctl(const std::string& arguments) {
+  return RunProgram(Program("wpctl ") + arguments);
+}
+
+std::string Do(const std::string& arguments) {
+  const Result result = Ctl(arguments);
+  EXPECT_EQ(result.status, 0) << arguments << "\n" << result.output << result.errors;
+  return result.output;
+}
+
+nlohmann::json DoJson(const std::string& arguments) {
+  return nlohmann::json::parse(Do(arguments + " --json"), nullptr, false);
+}
+
+std::string Refused(const std::string& arguments) {
+  const Result result = Ctl(arguments);
+  EXPECT_EQ(result.status, 1) << arguments << "\n" << result.output << result.errors;
+  return result.output + result.errors;
+}
+
+std::string Psql(const std::string& sql, const std::string& database) {
+  std::string text = RunProgram("psql -At -d " + database + " -c " + Quoted(sql)).output;
+  std::erase(text, '\n');
+  return text;
+}
+
+Simulator::Simulator(const std::string& options) : process_(Program("camsim ") + options) {
+  EXPECT_TRUE(Eventually([this] { return Count(process_.Output(), "snapshot") > 0; }));
   std::istringstream words(process_.Output());
   for (std::string word; words >> word;) {
     if (word.ends_with("/video.mjpg")) url_ = word;
@@ -25,7 +60,81 @@ Simulator::Simulator(std::vector<std::string> options)
 }
 
 void Simulator::Fault(const std::string& name) const {
-  EXPECT_EQ(RunProgram({"curl", "-sf", base_ + "/fault/" + name}).status, 0) << name;
+  (void)OutputOf("curl -sf " + base_ + "/fault/" + name);
+}
+
+RecordedCamera::RecordedCamera(std::unique_ptr<Simulator> camera,
+                               const std::string& url,
+                               std::string name)
+    : camera_(std::move(camera)) {
+  name = Quoted(name);
+  Do("camera add " + name + " " + (camera_ ? camera_->Url() : url));
+  const nlohmann::json record = DoJson("camera show " + name);
+  id_ = std::to_string(record["id"].get<int>());
+  folder_ = record["folder"].get<std::string>();
+}
+
+RecordedCamera::RecordedCamera(const std::string& options, const std::string& name)
+    : RecordedCamera(std::make_unique<Simulator>(options), "", name) {}
+
+RecordedCamera RecordedCamera::At(const std::string& url, const std::string& name) {
+  return {nullptr, url, name};
+}
+
+void RecordedCamera::Start() {
+  daemon_ = std::make_unique<Process>(Program("wpd -f -c ") + id_);
+  EXPECT_TRUE(Eventually([this] { return Logged("daemon runs") > 0; })) << Log();
+}
+
+void RecordedCamera::Stop(int signal_number) {
+  const auto asked = Clock::now();
+  EXPECT_EQ(daemon_->End(signal_number, seconds(20)), 0) << Log();
+  EXPECT_LT(Clock::now() - asked, milliseconds(5500)) << Log();
+}
+
+void RecordedCamera::ExpectLog(const std::string& text) const {
+  (void)Eventually([&] { return Logged(text) > 0; });
+  EXPECT_EQ(Logged(text), 1) << text << " in\n" << Log();
+}
+
+std::vector<Row> RecordedCamera::Rows() const {
+  std::vector<Row> rows;
+  for (const nlohmann::json& row : DoJson("event list --limit 1000 --camera " + id_)) {
+    rows.push_back({row["id"],
+                    row["width"],
+                    row["frames"],
+                    row["start"],
+                    row["stop"],
+                    row["bytes"],
+                    row["cause"],
+                    row["path"],
+                    folder_ + "/" + row["path"].get<std::string>()});
+  }
+  std::sort(rows.begin(), rows.end(), [](const Row& a, const Row& b) { return a.id < b.id; });
+  return rows;
+}
+
+int RecordedCamera::Frames() const {
+  int frames = 0;
+  for (const Row& row : Rows()) frames += row.frames;
+  return frames;
+}
+
+void RecordedCamera::ExpectFrames(int frames) const {
+  EXPECT_TRUE(Eventually([&] { return Frames() >= frames; }, seconds(40))) << folder_ << Log();
+}
+
+void RecordedCamera::ExpectRowsAndFilesAgree() const {
+  std::vector<std::string> files;
+  for (const auto& entry : fs::directory_iterator(folder_)) {
+    if (entry.path().extension() == ".avi") files.push_back(entry.path());
+  }
+  std::vector<std::string> rows;
+  for (const Row& row : Rows()) {
+    ExpectWhole(row);
+    rows.push_back(row.file);
+  }
+  EXPECT_THAT(rows, ::testing::UnorderedElementsAreArray(files));
 }
 
 Appliance::Appliance(const std::string& daemon_settings) : env_("ORVA_ROOT", root_.Path()) {
@@ -33,18 +142,15 @@ Appliance::Appliance(const std::string& daemon_settings) : env_("ORVA_ROOT", roo
             "[service 9]\nvolume=1\npath=/volume1/surveillance\n[wpd]\nrow_interval_seconds=1\n" +
                 daemon_settings);
   StartDatabase();
-  EXPECT_EQ(Ctl({"db", "init"}).status, 0);
+  Do("db init");
 }
 
 Appliance::~Appliance() {
-  RunProgram({WATCHPOST_SOURCE_DIR "/scripts/postgres", "stop", server_.Path()});
+  Server("stop", server_);
 }
 
 void Appliance::StartDatabase() {
-  const Result started =
-      RunProgram({WATCHPOST_SOURCE_DIR "/scripts/postgres", "start", server_.Path()});
-  ASSERT_EQ(started.status, 0) << started.errors;
-  std::istringstream lines(started.output);
+  std::istringstream lines(Server("start", server_));
   for (std::string line; std::getline(lines, line);) {
     const std::size_t equals = line.find('=');
     const std::string name = line.substr(7, equals - 7);  // behind "export "
@@ -59,62 +165,6 @@ void Appliance::KillDatabase() {
   ASSERT_TRUE(Eventually([pid] { return kill(pid, 0) != 0; }));
 }
 
-std::string Appliance::Psql(const std::string& database, const std::string& sql) {
-  std::string text = RunProgram({"psql", "-At", "-d", database, "-c", sql}).output;
-  text.erase(std::remove(text.begin(), text.end(), '\n'), text.end());
-  return text;
-}
-
-Result Appliance::Ctl(std::vector<std::string> arguments) {
-  arguments.insert(arguments.begin(), Program("wpctl"));
-  return RunProgram(arguments);
-}
-
-nlohmann::json Appliance::CtlJson(std::vector<std::string> arguments) {
-  arguments.push_back("--json");
-  const Result result = Ctl(arguments);
-  EXPECT_EQ(result.status, 0) << result.errors;
-  return nlohmann::json::parse(result.output, nullptr, false);
-}
-
-std::string Appliance::AddCamera(const std::string& name, const std::string& url) {
-  const Result added = Ctl({"camera", "add", name, url});
-  EXPECT_EQ(added.status, 0) << added.errors;
-  return std::to_string(CtlJson({"camera", "show", name})["id"].get<int>());
-}
-
-std::unique_ptr<Process> Appliance::StartDaemon(const std::string& id) {
-  auto daemon = std::make_unique<Process>(std::vector<std::string>{Program("wpd"), "-f", "-c", id});
-  EXPECT_TRUE(Eventually([&] { return daemon->Errors().find("daemon runs") != std::string::npos; }))
-      << daemon->Errors();
-  return daemon;
-}
-
-void Appliance::StopDaemon(Process& daemon, int signal_number) {
-  const auto asked = std::chrono::steady_clock::now();
-  ASSERT_EQ(kill(daemon.Pid(), signal_number), 0);
-  EXPECT_EQ(daemon.Wait(std::chrono::seconds(20)), 0) << daemon.Errors();
-  EXPECT_LT(std::chrono::steady_clock::now() - asked, std::chrono::milliseconds(5500))
-      << daemon.Errors();
-}
-
-nlohmann::json Appliance::Rows(const std::string& id) {
-  nlohmann::json rows = CtlJson({"event", "list", "--camera", id, "--limit", "1000"});
-  std::sort(
-      rows.begin(), rows.end(), [](const auto& a, const auto& b) { return a["id"] < b["id"]; });
-  return rows;
-}
-
-int Appliance::Frames(const std::string& id) {
-  int frames = 0;
-  for (const auto& row : Rows(id)) frames += row["frames"].get<int>();
-  return frames;
-}
-
-bool Appliance::EventuallyFrames(const std::string& id, int frames) {
-  return Eventually([&] { return Frames(id) >= frames; }, std::chrono::seconds(40));
-}
-
 std::vector<std::string> ReadFrames(const std::string& path) {
   const std::string file = ReadFile(path);
   const auto number = [&file](std::size_t at) {
@@ -124,37 +174,26 @@ std::vector<std::string> ReadFrames(const std::string& path) {
   if (file.size() < 240) return frames;
   const std::size_t index = 236 + number(232);
   if (file.compare(std::min(index, file.size()), 4, "idx1") != 0) return frames;  // not finished
-  for (std::size_t at = index + 8; at + 16 <= file.size(); at += 16) {
-    const std::size_t chunk = 236 + number(at + 8);
-    frames.push_back(file.substr(chunk + 8, number(at + 12)));
-  }
+  for (std::size_t at = index + 8; at + 16 <= file.size(); at += 16)
+    frames.push_back(file.substr(236 + number(at + 8) + 8, number(at + 12)));
   return frames;
 }
 
 int ProbeFrames(const std::string& path) {
-  const Result probed = RunProgram({"ffprobe",
-                                    "-v",
-                                    "warning",
-                                    "-count_frames",
-                                    "-show_entries",
-                                    "stream=nb_frames,nb_read_frames",
-                                    "-of",
-                                    "csv=p=0",
-                                    path});
-  EXPECT_EQ(probed.status, 0) << path;
-  EXPECT_EQ(probed.errors, "") << path;
+  const std::string probed = OutputOf(
+      "ffprobe -v warning -count_frames -show_entries stream=nb_frames,nb_read_frames -of "
+      "csv=p=0 " +
+      Quoted(path));
   int declared = -1;
   int decoded = -2;
-  EXPECT_EQ(std::sscanf(probed.output.c_str(), "%d,%d", &declared, &decoded), 2) << probed.output;
+  EXPECT_EQ(std::sscanf(probed.c_str(), "%d,%d", &declared, &decoded), 2) << probed;
   EXPECT_EQ(declared, decoded) << path;
   return decoded;
 }
 
-int Count(const std::string& text, const std::string& part) {
-  int count = 0;
-  for (std::size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1))
-    ++count;
-  return count;
+void ExpectWhole(const Row& row) {
+  EXPECT_EQ(ProbeFrames(row.file), row.frames);
+  EXPECT_EQ(fs::file_size(row.file), row.bytes);
 }
 
 }  // namespace watchpost::test

@@ -1,10 +1,5 @@
-#include <signal.h>
-
-#include <cstdio>
-
 #include "e2e/appliance.h"
 
-namespace watchpost::test {
 namespace {
 
 constexpr int kFps = 10;
@@ -12,24 +7,16 @@ constexpr int kBefore = 2;
 constexpr int kAfter = 2;
 
 struct Truth {
-  int number;
-  bool moves;
+  int number, moves;
 };
 
 // What the simulated camera wrote into the comment of each frame.
 std::vector<Truth> TruthOf(const std::string& file) {
   std::vector<Truth> truth;
   for (const std::string& frame : ReadFrames(file)) {
-    const std::size_t at = frame.find("frame ");
-    Truth one{};
-    int moves = 0;
-    if (at == std::string::npos ||
-        std::sscanf(frame.c_str() + at, "frame %d motion %d", &one.number, &moves) != 2) {
-      ADD_FAILURE() << "a frame without truth";
-      return truth;
-    }
-    one.moves = moves != 0;
-    truth.push_back(one);
+    Truth& one = truth.emplace_back();
+    const std::size_t at = std::min(frame.find("frame "), frame.size());
+    EXPECT_EQ(std::sscanf(frame.c_str() + at, "frame %d motion %d", &one.number, &one.moves), 2);
   }
   return truth;
 }
@@ -37,58 +24,45 @@ std::vector<Truth> TruthOf(const std::string& file) {
 class Motion : public Appliance {
  protected:
   Motion() : Appliance("motion_before_seconds=2\nmotion_after_seconds=2\n") {}
-
-  // Recordings that are finished.
-  nlohmann::json Finished(const std::string& id) {
-    nlohmann::json finished = nlohmann::json::array();
-    const time_t now = time(nullptr);
-    for (const auto& row : Rows(id)) {
-      if (row["stop"].get<long>() + kAfter + 1 < now) finished.push_back(row);
-    }
-    return finished;
-  }
 };
 
 TEST_F(Motion, RecordsCrossingsWithTheSecondsAroundThemAndNothingElse) {
-  const Simulator camera({"--scene", "person", "--fps", std::to_string(kFps), "--size", "320x240"});
-  const std::string id = AddCamera("Porch", camera.Url());
-  ASSERT_EQ(Ctl({"schedule", "set", id, "all motion"}).status, 0);
-  ASSERT_EQ(Ctl({"camera", "set", id, "--sensitivity", "97"}).status, 0);
-  const auto daemon = StartDaemon(id);
-  const Result live = Ctl({"camera", "tune", id, "--seconds", "2"});
-  EXPECT_EQ(live.status, 0) << live.errors;
-  EXPECT_NE(live.output.find("motion from 3 on"), std::string::npos) << live.output;
-  ASSERT_TRUE(Eventually([&] { return Finished(id).size() == 2; }, std::chrono::seconds(40)));
+  RecordedCamera porch("--scene person --size 320x240 --fps " + std::to_string(kFps));
+  Do("schedule set Porch 'all motion'");
+  Do("camera set Porch --sensitivity 97");
+  porch.Start();
+  EXPECT_THAT(Do("camera tune Porch --seconds 2"), HasSubstr("motion from 3 on"));
+  const auto finished = [&porch] {
+    const std::vector<Row> rows = porch.Rows();
+    const long end = time(nullptr) - kAfter - 1;
+    return std::count_if(rows.begin(), rows.end(), [&](const Row& r) { return r.stop < end; });
+  };
+  ASSERT_TRUE(Eventually([&] { return finished() == 2; }, seconds(40)));
 
   // What moves outside the regions does not count; the daemon takes them over as it runs.
-  ASSERT_EQ(Ctl({"region", "add", id, "sky", "0,0,319,60"}).status, 0);
-  EXPECT_EQ(CtlJson({"region", "list", id})[0]["bottom"], 60);
-  std::this_thread::sleep_for(
-      std::chrono::seconds(kAfter + 2));  // a crossing that has begun by now
-  const std::size_t before_sky = Rows(id).size();
-  std::this_thread::sleep_for(std::chrono::seconds(11));  // another one
-  StopDaemon(*daemon, SIGTERM);
+  Do("region add Porch sky 0,0,319,60");
+  EXPECT_EQ(DoJson("region list Porch")[0]["bottom"], 60);
+  std::this_thread::sleep_for(seconds(kAfter + 2));  // a crossing that has begun by now
+  const std::size_t before_sky = porch.Rows().size();
+  std::this_thread::sleep_for(seconds(11));  // another one
+  porch.Stop();
 
-  const auto rows = Rows(id);
+  const std::vector<Row> rows = porch.Rows();
   ASSERT_EQ(rows.size(), before_sky);
   ASSERT_GE(rows.size(), 2U);
-  for (std::size_t i = 0; i < 2; ++i) {
-    const auto& row = rows[i];
-    EXPECT_EQ(row["cause"], "motion");
-    const std::string file = Folder("Porch") + "/" + row["path"].get<std::string>();
-    EXPECT_EQ(ProbeFrames(file), row["frames"]);
-    const std::vector<Truth> truth = TruthOf(file);
-    ASSERT_EQ(truth.size(), row["frames"].get<std::size_t>());
-    int before = 0;
-    while (!truth[static_cast<std::size_t>(before)].moves) ++before;
-    const auto moving = std::count_if(truth.begin(), truth.end(), [](Truth t) { return t.moves; });
-    const int after = static_cast<int>(truth.size()) - before - static_cast<int>(moving);
+  for (const Row& row : {rows[0], rows[1]}) {
+    EXPECT_EQ(row.cause, "motion");
+    ExpectWhole(row);
+    const std::vector<Truth> truth = TruthOf(row.file);
+    ASSERT_THAT(truth, SizeIs(row.frames));
+    const auto moves = [](Truth t) { return t.moves != 0; };
+    const auto before = std::find_if(truth.begin(), truth.end(), moves) - truth.begin();
+    const auto moving = std::count_if(truth.begin(), truth.end(), moves);
     EXPECT_EQ(moving, 3 * kFps) << "the whole crossing";
-    EXPECT_NEAR(before, kBefore * kFps, 3);
-    EXPECT_NEAR(after, kAfter * kFps, 3);
-    EXPECT_EQ(truth.back().number - truth.front().number + 1, static_cast<int>(truth.size()));
-    const auto tuned =
-        CtlJson({"camera", "tune", id, "--from", std::to_string(row["id"].get<int>())});
+    EXPECT_NEAR(static_cast<double>(before), kBefore * kFps, 3);
+    EXPECT_NEAR(static_cast<double>(row.frames - before - moving), kAfter * kFps, 3);
+    EXPECT_EQ(truth.back().number - truth.front().number + 1, row.frames);
+    const auto tuned = DoJson("camera tune Porch --from " + std::to_string(row.id));
     const auto at = [&tuned](int sensitivity) {
       for (const auto& line : tuned) {
         if (line["sensitivity"] == sensitivity) return line;
@@ -102,21 +76,20 @@ TEST_F(Motion, RecordsCrossingsWithTheSecondsAroundThemAndNothingElse) {
 }
 
 TEST_F(Motion, TroubleIsNoMotion) {
-  const Simulator camera({"--scene", "noise", "--fps", "20", "--size", "160x120"});
-  const std::string id = AddCamera("Porch", camera.Url());
-  ASSERT_EQ(Ctl({"schedule", "set", id, "all motion"}).status, 0);
-  ASSERT_EQ(Ctl({"camera", "set", id, "--sensitivity", "90"}).status, 0);
-  const auto daemon = StartDaemon(id);
-  for (const char* fault : {"broken:10", "drop:15", "rubbish", "none"}) {
-    camera.Fault(fault);
-    std::this_thread::sleep_for(std::chrono::milliseconds(1500));
+  RecordedCamera porch("--scene noise --fps 20 --size 160x120");
+  Do("schedule set Porch 'all motion'");
+  Do("camera set Porch --sensitivity 90");
+  porch.Start();
+  for (const char* fault : {"drop:15", "rubbish", "none"}) {
+    porch.Fault(fault);
+    std::this_thread::sleep_for(milliseconds(1500));
   }
-  EXPECT_TRUE(Eventually([&] {
-    return Ctl({"camera", "watch", id, "--frames", "5"}).status == 0;
-  }));
-  StopDaemon(*daemon, SIGTERM);
-  EXPECT_EQ(Rows(id).size(), 0U);
+  EXPECT_TRUE(Eventually([] { return Ctl("camera watch Porch --frames 5").status == 0; }));
+  EXPECT_THAT(porch.Rows(), IsEmpty());
+  porch.Fault("broken:1");
+  EXPECT_TRUE(Eventually([&] { return porch.Rows().size() == 1; })) << porch.Log();
+  EXPECT_THAT(porch.Log(), HasSubstr("damaged frames"));
+  porch.Stop();
 }
 
 }  // namespace
-}  // namespace watchpost::test

@@ -7,9 +7,9 @@
 #include <cstdint>
 #include <string>
 
+#include "base/uniquefd.h"
 #include "camera/cameracfg.h"
 #include "platform/olibfile.h"
-#include "base/uniquefd.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const watchpost::UniqueFd file(memfd_create("fuzz", MFD_CLOEXEC));

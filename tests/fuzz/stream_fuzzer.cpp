@@ -12,8 +12,8 @@
 #include <thread>
 #include <vector>
 
-#include "net/multipartfetch.h"
 #include "base/uniquefd.h"
+#include "net/multipartfetch.h"
 
 namespace {
 

@@ -3,19 +3,13 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <memory>
-
 #include "support/ipcnamespace.h"
 #include "support/syslogcapture.h"
-#include "support/tempdir.h"
-
-using watchpost::test::SyslogCapture;
-using watchpost::test::TempDir;
 
 namespace {
 
 // Files in /tmp are everybody's: an identifier that no other process has, above 32 bits.
-class ProgressTest : public watchpost::test::IpcTest {
+class ProgressTest : public IpcTest {
  protected:
   const long long id_ = (1LL << 40) + getpid();
   const std::string key_file_ = "/tmp/progress-" + std::to_string(id_);
@@ -44,13 +38,13 @@ TEST_F(ProgressTest, RefusesReadersAndLinks) {
   const SyslogCapture log;
   ProgressIndicator reader(id_, false);
   EXPECT_EQ(reader.Set(1), -1);
-  EXPECT_NE(log.Text().find("Set(): Not initiated for write"), std::string::npos);
+  log.Expect("Set(): Not initiated for write");
   const TempDir dir;
-  watchpost::test::WriteFile(dir / "victim", "precious");
+  WriteFile(dir / "victim", "precious");
   ASSERT_EQ(symlink((dir / "victim").c_str(), key_file_.c_str()), 0);
   ProgressIndicator writer(id_, true);
   EXPECT_EQ(writer.Set(1), -1);
-  EXPECT_NE(log.Text().find("Failed to create temp file " + key_file_), std::string::npos);
-  EXPECT_EQ(watchpost::test::ReadFile(dir / "victim"), "precious");
+  EXPECT_THAT(log.Text(), HasSubstr("Failed to create temp file " + key_file_));
+  EXPECT_EQ(ReadFile(dir / "victim"), "precious");
   EXPECT_EQ(unlink(key_file_.c_str()), 0);
 }

@@ -2,12 +2,6 @@
 
 #include <sys/sem.h>
 
-#include <array>
-#include <cstring>
-#include <string>
-#include <thread>
-#include <vector>
-
 #include "ipc/ringfollower.h"
 #include "ipc/ringhost.h"
 #include "support/forkedpeer.h"
@@ -17,16 +11,11 @@
 
 namespace {
 
-using watchpost::RingFollower;
-using watchpost::RingHost;
-using watchpost::test::Eventually;
-using watchpost::test::ForkedPeer;
-using watchpost::test::SyslogCapture;
-
 constexpr int kCamera = 3;
 
-class RingTest : public watchpost::test::IpcTest {
+class RingTest : public IpcTest {
  protected:
+  RingTest() { Make(65536); }
   void Make(int size) {
     host_.reset();
     std::string error;
@@ -47,6 +36,12 @@ class RingTest : public watchpost::test::IpcTest {
     int word = 0;
     std::memcpy(&word, reinterpret_cast<char*>(&Ring()) + at, sizeof word);
     return word;
+  }
+
+  // Waits until a reader sleeps at the unit being written.
+  void ExpectReaderAt(DataUnit* unit) {
+    const int semaphore = unit->GetSemOffset() + RWLock::READ_GO;
+    ASSERT_TRUE(Eventually([&] { return semctl(Header(28), semaphore, GETNCNT) == 1; }));
   }
 
   std::unique_ptr<RingHost> host_;
@@ -74,9 +69,10 @@ std::string Stored(RingBuffer& ring) {
 
 TEST_F(RingTest, InitLaysOutAnEmptyRing) {
   Make(1 << 20);
-  const std::vector<int> expected{kCamera, 1048532, 0, 0, 0, 0, CAM_CONN_WAITING};
-  for (std::size_t i = 0; i < expected.size(); ++i)
-    EXPECT_EQ(Header(static_cast<int>(4 * i)), expected[i]) << i;
+  const std::array expected{kCamera, 1048532, 0, 0, 0, 0, int{CAM_CONN_WAITING}};
+  std::array<int, 7> words{};
+  std::memcpy(words.data(), &Ring(), sizeof words);
+  EXPECT_EQ(words, expected);
   semid_ds status{};
   EXPECT_EQ(semctl(Header(28), 0, IPC_STAT, &status), 0);
   EXPECT_EQ(status.sem_nsems, 1024U);
@@ -88,24 +84,19 @@ TEST_F(RingTest, InitLaysOutAnEmptyRing) {
 }
 
 TEST_F(RingTest, KeepsTheLatestAndTheOneBefore) {
-  Make(65536);
-  ASSERT_TRUE(Write("A"));
-  EXPECT_EQ(Stored(Ring()), "A");
-  ASSERT_TRUE(Write("B"));
-  EXPECT_EQ(Stored(Ring()), "AB");
-  ASSERT_TRUE(Write("C"));
-  EXPECT_EQ(Stored(Ring()), "BC");
+  for (const auto& [frame, stored] : {std::pair{"A", "A"}, {"B", "AB"}, {"C", "BC"}}) {
+    ASSERT_TRUE(Write(frame));
+    EXPECT_EQ(Stored(Ring()), stored);
+  }
   DataUnit* latest = Ring().ReadLatest();
   EXPECT_EQ(Text(latest), "C");
   EXPECT_EQ(latest, DataUnit::FromDataAddr(latest->Payload()));
-  EXPECT_NEAR(
-      static_cast<double>(latest->GetTimestamp().tv_sec), static_cast<double>(time(nullptr)), 5);
+  EXPECT_LE(std::abs(latest->GetTimestamp().tv_sec - time(nullptr)), 5);
   EXPECT_EQ(Ring().ReadNext(latest), nullptr);
   EXPECT_EQ(Ring().ReadFinish(latest), 0);
 }
 
 TEST_F(RingTest, AReaderPinsItsFrameAndAllAfterIt) {
-  Make(65536);
   ASSERT_TRUE(Write("A"));
   ASSERT_TRUE(Write("B"));
   DataUnit* held = Ring().ReadLatest();
@@ -121,7 +112,6 @@ TEST_F(RingTest, AReaderPinsItsFrameAndAllAfterIt) {
 }
 
 TEST_F(RingTest, WrapsWhereAUnitDoesNotFit) {
-  Make(65536);
   const int capacity = 65536 - 44;
   const std::string big(12000, 'x');
   while (Header(8) + 2 * 12040 <= capacity) ASSERT_TRUE(Write(big));
@@ -146,7 +136,6 @@ TEST_F(RingTest, WrapsWhereAUnitDoesNotFit) {
 }
 
 TEST_F(RingTest, RefusesWhatWouldPassTheEnd) {
-  Make(65536);
   for (const int size : {-1, -41, 65492 - 39, 65492, 1 << 30, INT32_MAX})
     EXPECT_EQ(Ring().WriteAlloc(size), nullptr) << size;
   ASSERT_TRUE(Write(std::string(65492 - 40, 'y')));
@@ -161,20 +150,17 @@ TEST_F(RingTest, SaysWhenItsGroupsAreUsedUp) {
   for (int i = 0; i < 4; ++i) ASSERT_TRUE(Write("B"));
   const SyslogCapture log;
   EXPECT_FALSE(Write("C"));
-  EXPECT_NE(log.Text().find("WriteAlloc(): Unable to allocate semaphore"), std::string::npos);
+  log.Expect("WriteAlloc(): Unable to allocate semaphore");
   EXPECT_EQ(Ring().ReadFinish(held), 0);
   EXPECT_TRUE(Write("C"));
 }
 
 TEST_F(RingTest, AReaderWaitsForTheFrameBeingWritten) {
-  Make(65536);
   for (const bool is_first : {true, false}) {
     DataUnit* previous = is_first ? nullptr : Ring().ReadLatest();
     DataUnit* unit = Ring().WriteAlloc(5);
     ForkedPeer reader([&] { return Text(Ring().ReadNext(previous)) == "frame" ? 0 : 1; });
-    ASSERT_TRUE(Eventually([&] {
-      return semctl(Header(28), unit->GetSemOffset() + RWLock::READ_GO, GETNCNT) == 1;
-    })) << is_first;
+    ExpectReaderAt(unit);
     std::memcpy(unit->Payload(), "frame", 5);
     EXPECT_EQ(Ring().WriteFinish(unit), 0);
     EXPECT_EQ(reader.Wait(), 0);
@@ -183,7 +169,6 @@ TEST_F(RingTest, AReaderWaitsForTheFrameBeingWritten) {
 }
 
 TEST_F(RingTest, TheLatestIsReadWhileAnOlderOneIsLocked) {
-  Make(65536);
   DataUnit* oldest = Ring().WriteAlloc(5);
   ASSERT_EQ(Ring().WriteFinish(oldest), 0);
   ASSERT_TRUE(Write("B"));
@@ -195,7 +180,6 @@ TEST_F(RingTest, TheLatestIsReadWhileAnOlderOneIsLocked) {
 }
 
 TEST_F(RingTest, WritesWhateverTheSemaphoresHeldBefore) {
-  Make(65536);
   const int made = Header(28);
   const int fresh = semget(IPC_PRIVATE, Header(32), 0700);
   ASSERT_GT(fresh, -1);
@@ -209,7 +193,6 @@ TEST_F(RingTest, WritesWhateverTheSemaphoresHeldBefore) {
 }
 
 TEST_F(RingTest, ARemovedRingGivesNoHalfFrame) {
-  Make(65536);
   ASSERT_TRUE(Write("A"));
   DataUnit* previous = Ring().ReadLatest();
   DataUnit* unit = Ring().WriteAlloc(5);
@@ -218,16 +201,16 @@ TEST_F(RingTest, ARemovedRingGivesNoHalfFrame) {
     const bool nothing = Ring().ReadNext(previous) == nullptr && Ring().ReadLatest() == nullptr;
     return nothing && log.Text().find(" lock failed\n") != std::string::npos ? 0 : 1;
   });
-  ASSERT_TRUE(Eventually(
-      [&] { return semctl(Header(28), unit->GetSemOffset() + RWLock::READ_GO, GETNCNT) == 1; }));
+  ExpectReaderAt(unit);
   EXPECT_EQ(Ring().Destroy(), 0);
   EXPECT_EQ(reader.Wait(), 0);
   const SyslogCapture log;
   EXPECT_EQ(Ring().Destroy(), 1);
-  EXPECT_NE(log.Text().find("Destroy(): Failed to delete semaphore set"), std::string::npos);
+  log.Expect("Destroy(): Failed to delete semaphore set");
 }
 
-TEST_F(RingTest, TellsTheConnectionAlsoWithoutARing) {
+TEST_F(RingTest, ShowsTheConnectionAlsoWithoutARing) {
+  host_.reset();
   EXPECT_EQ(CameraConnectionStatus(kCamera), 0);
   EXPECT_EQ(RingBufferGet(kCamera), nullptr);
   Make(65536);
@@ -243,9 +226,9 @@ TEST_F(RingTest, TellsTheConnectionAlsoWithoutARing) {
   EXPECT_EQ(CameraConnectionStatus(kCamera), 0);
 }
 
-TEST_F(RingTest, RefusesASegmentThatIsShorterThanItTells) {
-  const watchpost::ShmSegment segment(IPCKeyFromCameraId(9), 4096);
-  const watchpost::ShmAttachment memory(segment.Id());
+TEST_F(RingTest, RefusesASegmentThatIsShorterThanItSays) {
+  const ShmSegment segment(IPCKeyFromCameraId(9), 4096);
+  const ShmAttachment memory(segment.Id());
   RingBuffer* fresh = RingBufferGet(9);
   ASSERT_NE(fresh, nullptr) << "a segment that is to be laid out";
   EXPECT_EQ(RingBufferRelease(fresh), 0);
@@ -255,6 +238,7 @@ TEST_F(RingTest, RefusesASegmentThatIsShorterThanItTells) {
 }
 
 TEST_F(RingTest, ANewHostClearsWhatAKilledOneLeft) {
+  host_.reset();
   ForkedPeer killed([&] {
     Make(65536);
     for (;;) (void)Write("old");
@@ -262,19 +246,16 @@ TEST_F(RingTest, ANewHostClearsWhatAKilledOneLeft) {
   });
   ASSERT_TRUE(Eventually([] { return CameraConnectionStatus(kCamera) == 1; }));
   RingFollower follower(kCamera);
-  ASSERT_TRUE(follower.Next(std::chrono::seconds(10)));
+  ASSERT_TRUE(follower.Next(seconds(10)));
   std::string error;
   EXPECT_EQ(RingHost::Create(kCamera, 65536, error), nullptr) << "its owner lives";
-  EXPECT_NE(error.find("under the same key"), std::string::npos) << error;
+  EXPECT_THAT(error, HasSubstr("under the same key"));
   killed.Kill();
   Make(131072);
   ASSERT_TRUE(Write("new"));
-  std::string text;
-  while (const auto frame = follower.Next(std::chrono::seconds(10))) {
-    text.assign(reinterpret_cast<const char*>(frame->data), static_cast<std::size_t>(frame->size));
-    if (text == "new") break;
-  }
-  EXPECT_EQ(text, "new");
+  auto frame = follower.Next(seconds(10));
+  while (frame && std::memcmp(frame->data, "new", 3) != 0) frame = follower.Next(seconds(10));
+  EXPECT_TRUE(frame);
   EXPECT_EQ(follower.Attachments(), 2);
 }
 
@@ -284,28 +265,23 @@ TEST_F(RingTest, AFollowerMissesNothingAndFollowsAReplacedRing) {
   std::vector<int> seen;
   std::thread reader([&] {
     RingFollower follower(kCamera);
-    while (seen.empty() || seen.back() != 2 * kFrames - 1) {
-      const auto frame = follower.Next(std::chrono::seconds(20));
+    while (seen.size() < 2 * kFrames) {
+      const auto frame = follower.Next(seconds(20));
       if (!frame) return;
-      int number = 0;
-      std::memcpy(&number, frame->data, sizeof number);
-      seen.push_back(number);
+      std::memcpy(&seen.emplace_back(), frame->data, sizeof(int));
     }
   });
+  std::vector<int> sent;
   for (int number = 0; number < 2 * kFrames; ++number) {
     if (number == kFrames) {
-      std::this_thread::sleep_for(std::chrono::milliseconds(50));  // lets the reader catch up
+      std::this_thread::sleep_for(milliseconds(50));  // lets the reader catch up
       Make(1 << 20);
     }
-    DataUnit* unit = Ring().WriteAlloc(sizeof number);
-    ASSERT_NE(unit, nullptr);
-    std::memcpy(unit->Payload(), &number, sizeof number);
-    EXPECT_EQ(Ring().WriteFinish(unit), 0);
-    std::this_thread::sleep_for(std::chrono::milliseconds(2));
-    if (number == 0 || number == kFrames)  // until the reader holds the first frame of this ring
-      std::this_thread::sleep_for(std::chrono::milliseconds(400));
+    sent.push_back(number);
+    ASSERT_TRUE(Write({reinterpret_cast<const char*>(&number), sizeof number}));
+    // Until the reader holds the first frame of this ring.
+    std::this_thread::sleep_for(milliseconds(number % kFrames == 0 ? 402 : 2));
   }
   reader.join();
-  ASSERT_EQ(seen.size(), 2U * kFrames);
-  for (int i = 0; i < 2 * kFrames; ++i) ASSERT_EQ(seen[static_cast<std::size_t>(i)], i);
+  EXPECT_EQ(seen, sent);
 }

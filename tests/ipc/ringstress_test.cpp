@@ -3,17 +3,9 @@
 
 #include <sys/mman.h>
 
-#include <algorithm>
 #include <atomic>
-#include <chrono>
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
+#include <iostream>
 #include <new>
-#include <random>
-#include <string>
-#include <thread>
-#include <vector>
 
 #include "ipc/ringfollower.h"
 #include "ipc/ringhost.h"
@@ -23,11 +15,6 @@
 namespace {
 
 using std::chrono::microseconds;
-using std::chrono::milliseconds;
-using std::chrono::steady_clock;
-using watchpost::RingFollower;
-using watchpost::RingHost;
-using watchpost::test::ForkedPeer;
 
 constexpr int kCamera = 4;
 constexpr int kRing = 256 << 10;
@@ -72,15 +59,21 @@ struct Counts {
   std::atomic<bool> ended;
 };
 
-// Looks at one unit: what it holds stays the same for as long as it is held.
-void Look(RingBuffer& ring, DataUnit* unit, Kind kind, Counts& counts, std::mt19937& random) {
+// Counts a frame, unless it is torn; gives its number.
+std::uint32_t Examine(const unsigned char* data, int size, Kind kind, Counts& counts) {
   std::uint32_t number = 0;
-  if (!Verify(unit->Payload(), unit->Size(), number)) ++counts.torn;
+  if (!Verify(data, size, number)) ++counts.torn;
+  ++counts.verified[kind];
+  return number;
+}
+
+// Examines a unit: what it holds stays the same for as long as it is held.
+void Examine(RingBuffer& ring, DataUnit* unit, Kind kind, Counts& counts, std::mt19937& random) {
+  (void)Examine(unit->Payload(), unit->Size(), kind, counts);
   if (kind == kHolding) {
     std::this_thread::sleep_for(microseconds(random() % 3000));
-    if (!Verify(unit->Payload(), unit->Size(), number)) ++counts.torn;
+    (void)Examine(unit->Payload(), unit->Size(), kind, counts);
   }
-  ++counts.verified[kind];
   (void)ring.ReadFinish(unit);
 }
 
@@ -90,15 +83,13 @@ int FollowUntilKilled(Counts& counts) {
   for (;;) {
     const auto frame = follower.Next(milliseconds(1000));
     if (!frame) continue;
-    std::uint32_t number = 0;
-    if (!Verify(frame->data, frame->size, number)) ++counts.torn;
+    const std::uint32_t number = Examine(frame->data, frame->size, kFollowing, counts);
     if (number < last) ++counts.backwards;
     last = number;
-    ++counts.verified[kFollowing];
   }
 }
 
-// A ring whose recorder replaced it tells so; its last frames may still be read.
+// A ring whose recorder replaced it says so; its last frames may still be read.
 int ReadUntilKilled(Kind kind, Counts& counts) {
   std::mt19937 random(static_cast<unsigned int>(getpid()));
   for (;;) {
@@ -106,7 +97,7 @@ int ReadUntilKilled(Kind kind, Counts& counts) {
     CAM_CONN_STATUS status = CAM_CONN_NONE;
     while (ring != nullptr && ring->ConnStatusGet(&status) == 0 && status != CAM_CONN_NONE) {
       DataUnit* unit = random() % 2 == 0 ? ring->ReadLatest() : ring->ReadNext(nullptr);
-      if (unit != nullptr) Look(*ring, unit, kind, counts, random);
+      if (unit != nullptr) Examine(*ring, unit, kind, counts, random);
     }
     if (ring != nullptr) (void)RingBufferRelease(ring);
   }
@@ -115,13 +106,13 @@ int ReadUntilKilled(Kind kind, Counts& counts) {
 ForkedPeer StartReader(int index, Counts& counts) {
   const auto kind = static_cast<Kind>(index % kKinds);
   return ForkedPeer([&counts, kind] {
-    // What readers of a ring that goes have to say is not looked at here.
+    // What readers of a ring that goes have to say does not matter here.
     (void)!freopen("/dev/null", "w", stderr);
     return kind == kFollowing ? FollowUntilKilled(counts) : ReadUntilKilled(kind, counts);
   });
 }
 
-class RingStress : public watchpost::test::IpcTest {
+class RingStress : public IpcTest {
  protected:
   void Replace() {
     host_.reset();
@@ -163,46 +154,38 @@ TEST_F(RingStress, KilledReadersNeitherTearFramesNorStopTheWriter) {
   int killed = 0;
   int full = 0;
   microseconds longest{0};
-  steady_clock::time_point full_since = steady_clock::time_point::max();
-  auto next_kill = steady_clock::now();
+  Clock::time_point full_since = Clock::time_point::max();
+  auto next_kill = Clock::now();
   for (int number = 0; number < frames; ++number) {
-    const auto begin = steady_clock::now();
+    const auto begin = Clock::now();
     if (WriteFrame(static_cast<std::uint32_t>(number))) {
       ++written;
-      full_since = steady_clock::time_point::max();
+      full_since = Clock::time_point::max();
     } else {
       ++full;
       full_since = std::min(full_since, begin);
       if (begin - full_since > milliseconds(20)) Replace();
       std::this_thread::sleep_for(microseconds(500));
     }
-    longest =
-        std::max(longest, std::chrono::duration_cast<microseconds>(steady_clock::now() - begin));
+    longest = std::max(longest, std::chrono::duration_cast<microseconds>(Clock::now() - begin));
     if (begin < next_kill) continue;
     const std::size_t victim = random_() % kReaders;
     readers[victim].Kill();
     readers[victim] = StartReader(static_cast<int>(victim), counts);
     ++killed;
-    next_kill = steady_clock::now() + milliseconds(10 + random_() % 40);
+    next_kill = Clock::now() + milliseconds(10 + random_() % 40);
   }
   readers.clear();
-  std::printf(
-      "%d frames, %d written, %d dropped, %d rings; %d readers killed; the longest write took "
-      "%.1f ms; verified: %d latest, %d following, %d held\n",
-      frames,
-      written,
-      full,
-      rings_,
-      killed,
-      static_cast<double>(longest.count()) / 1e3,
-      counts.verified[kLatest].load(),
-      counts.verified[kFollowing].load(),
-      counts.verified[kHolding].load());
+  std::cout << frames << " frames, " << written << " written, " << full << " dropped; " << rings_
+            << " rings, " << killed << " readers killed; longest write " << longest.count()
+            << " us; verified: " << counts.verified[kLatest] << " latest, "
+            << counts.verified[kFollowing] << " following, " << counts.verified[kHolding]
+            << " held\n";
   EXPECT_EQ(counts.torn, 0);
   EXPECT_EQ(counts.backwards, 0);
   EXPECT_GT(written, frames / 10);
   for (const auto& verified : counts.verified) EXPECT_GT(verified.load(), 100);
-  EXPECT_LT(longest, std::chrono::seconds(2));
+  EXPECT_LT(longest, seconds(2));
   (void)munmap(memory, shared_size);
 }
 
@@ -223,13 +206,11 @@ TEST_F(RingStress, ThreadsForProcesses) {
         if (unit == nullptr) {
           std::this_thread::sleep_for(microseconds(100));
         } else if (kind == kFollowing) {
-          std::uint32_t number = 0;
-          if (!Verify(unit->Payload(), unit->Size(), number)) ++counts.torn;
-          ++counts.verified[kind];
+          (void)Examine(unit->Payload(), unit->Size(), kind, counts);
           if (held != nullptr) (void)ring.ReadFinish(held);
           held = unit;
         } else {
-          Look(ring, unit, kind, counts, random);
+          Examine(ring, unit, kind, counts, random);
         }
       }
       if (held != nullptr) (void)host_->Ring().ReadFinish(held);

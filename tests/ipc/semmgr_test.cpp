@@ -6,10 +6,6 @@
 #include "support/ipcnamespace.h"
 #include "support/syslogcapture.h"
 
-using watchpost::test::IpcTest;
-using watchpost::test::ReadFile;
-using watchpost::test::SyslogCapture;
-
 namespace {
 
 class SemMgrTest : public IpcTest {};
@@ -30,8 +26,8 @@ TEST_F(SemMgrTest, GroupsGoRoundFirstInFirstOut) {
   {
     const SyslogCapture log;
     EXPECT_EQ(manager.Get(), -1);
-    EXPECT_NE(log.Text().find("Semaphore unavailable"), std::string::npos);
-    EXPECT_NE(log.Text().find("Get(): count 8 allocated 8 offset 0"), std::string::npos);
+    log.Expect("Semaphore unavailable");
+    log.Expect("Get(): count 8 allocated 8 offset 0");
   }
   EXPECT_EQ(manager.Free(4), -1);
   EXPECT_EQ(manager.Free(0), 0);
@@ -51,7 +47,7 @@ TEST_F(SemMgrTest, InitReplacesAnOlderSetAndWritesTwoLimits) {
   EXPECT_NE(first.SemSetId(), second.SemSetId());
   EXPECT_EQ(semctl(first.SemSetId(), 0, GETVAL), -1);
   const std::string after = ReadFile("/proc/sys/kernel/sem");
-  EXPECT_EQ(after.find("12\t192\t"), 0U) << after;
+  EXPECT_THAT(after, StartsWith("12\t192\t"));
   SemMgr none{};
   EXPECT_EQ(none.Init(6, 0), -1);
   EXPECT_EQ(none.Init(6, -4), -1);
@@ -61,7 +57,7 @@ TEST_F(SemMgrTest, InitReplacesAnOlderSetAndWritesTwoLimits) {
   const SyslogCapture log;
   EXPECT_EQ(second.Destroy(), 0);
   EXPECT_EQ(second.Destroy(), -1);
-  EXPECT_NE(log.Text().find("Destroy(): Failed to delete semaphore set"), std::string::npos);
+  log.Expect("Destroy(): Failed to delete semaphore set");
 }
 
 TEST_F(SemMgrTest, AFailedInitLeavesTheRecord) {
@@ -77,6 +73,6 @@ TEST_F(SemMgrTest, AFailedInitLeavesTheRecord) {
   ASSERT_EQ(seteuid(65534), 0);
   EXPECT_EQ(manager.Init(7, 8), -1);
   ASSERT_EQ(seteuid(0), 0);
-  EXPECT_NE(log.Text().find("Init(): Failed to set sem limit 13"), std::string::npos) << log.Text();
+  log.Expect("Init(): Failed to set sem limit 13");
   EXPECT_EQ(semget(IPCKeyFromCameraId(7), 0, 0), -1);
 }

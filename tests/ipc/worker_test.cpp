@@ -1,19 +1,14 @@
 #include "ipc/worker.h"
 
 #include <cerrno>
-#include <chrono>
 
 #include "ipc/sharedmemory.h"
 #include "support/forkedpeer.h"
 #include "support/ipcnamespace.h"
 
-using watchpost::ShmAttachment;
-using watchpost::ShmSegment;
-using watchpost::test::ForkedPeer;
-
 namespace {
 
-class WorkerTest : public watchpost::test::IpcTest {
+class WorkerTest : public IpcTest {
  protected:
   WorkerTest() : segment_(IPC_PRIVATE, sizeof(Worker)), memory_(segment_.Id()) {
     EXPECT_EQ(worker().Init(), 0);
@@ -51,11 +46,11 @@ TEST_F(WorkerTest, WaitsForAnotherProcessOrForTheTime) {
   EXPECT_TRUE(worker().Stopped());
 
   ASSERT_EQ(worker().Lock(), 0);
-  const auto begin = std::chrono::steady_clock::now();
+  const auto begin = Clock::now();
   int result = 0;
   while (result == 0) result = worker().Wait(1);
   EXPECT_EQ(result, ETIMEDOUT);
-  EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(900));
+  EXPECT_GE(Clock::now() - begin, milliseconds(900));
   EXPECT_EQ(worker().Unlock(), 0);
 }
 

@@ -1,15 +1,12 @@
 #include "media/jpegsize.h"
-
-#include <gtest/gtest.h>
-
-#include <string>
+#include "support/test.h"
 
 namespace {
 
-std::optional<watchpost::PictureSize> SizeOf(const std::string& bytes) {
+std::optional<PictureSize> SizeOf(const std::string& bytes) {
   // A copy of its own size lets the sanitizer see a read past the end.
   const std::vector<unsigned char> exact(bytes.begin(), bytes.end());
-  return watchpost::ReadJpegSize(exact.data(), exact.size());
+  return ReadJpegSize(exact.data(), exact.size());
 }
 
 const std::string kStart("\xFF\xD8", 2);
@@ -24,7 +21,7 @@ TEST(JpegSize, IsFoundBehindOtherMarkers) {
                                    kStart + std::string("\xFF\x01", 2) + kFrame,
                                    kStart + "\xFF\xC2" + kFrame.substr(2)}) {
     ASSERT_TRUE(SizeOf(bytes));
-    EXPECT_EQ(*SizeOf(bytes), (watchpost::PictureSize{640, 480}));
+    EXPECT_EQ(*SizeOf(bytes), (PictureSize{640, 480}));
   }
 }
 

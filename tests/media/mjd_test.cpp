@@ -1,41 +1,18 @@
 #include "media/mjd.h"
 
-#include <fcntl.h>
-#include <gtest/gtest.h>
-#include <sys/file.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
-#include <string>
-#include <vector>
-
-#include "base/uniquefd.h"
 #include "media/aviformat_internal.h"
 #include "media/avirepair.h"
 #include "media/mje.h"
 #include "support/jpegs.h"
 #include "support/process.h"
-#include "support/tempdir.h"
 
 namespace {
 
-using watchpost::AviContents;
-using watchpost::InspectAvi;
-using watchpost::RepairAvi;
-using watchpost::test::Jpeg;
-using watchpost::test::JpegKind;
-using watchpost::test::MakeJpeg;
-using watchpost::test::Random;
-using watchpost::test::ReadFile;
-using watchpost::test::TempDir;
-using watchpost::test::WriteFile;
-
 Jpeg Frame(unsigned int number) {
-  JpegKind kind;
-  kind.width = 24;
-  kind.height = 16;
-  kind.quality = 30 + static_cast<int>(number % 60);
-  return MakeJpeg(kind, number);
+  const int quality = 30 + static_cast<int>(number % 60);
+  return MakeJpeg({.width = 24, .height = 16, .quality = quality}, number);
 }
 
 Jpeg Padded(Jpeg frame) {
@@ -65,7 +42,8 @@ class Reader {
     frame.resize(room);
     return status;
   }
-  int Random(unsigned index, Jpeg& frame, unsigned room = 100000) {
+  int Random(unsigned index, Jpeg& frame) {
+    unsigned room = 100000;
     frame.resize(room);
     const int status = MJD_ReadRandomFrame(handle_, index, frame.data(), &room);
     frame.resize(room);
@@ -88,14 +66,10 @@ class Recordings : public ::testing::Test {
       const Jpeg frame = Frame(i);
       EXPECT_EQ(MJE_WriteFrame(&writer, frame.data(), static_cast<unsigned>(frame.size())), MJE_OK);
     }
-    if (!finish) {
-      unfinished_ = ReadFile(path);
-      EXPECT_EQ(MJE_FinishCompress(&writer), MJE_OK);
-      finished_ = ReadFile(path);
-      WriteFile(path, unfinished_);
-    } else {
-      EXPECT_EQ(MJE_FinishCompress(&writer), MJE_OK);
-    }
+    unfinished_ = ReadFile(path);
+    EXPECT_EQ(MJE_FinishCompress(&writer), MJE_OK);
+    finished_ = ReadFile(path);
+    if (!finish) WriteFile(path, unfinished_);
     return path;
   }
 
@@ -147,29 +121,12 @@ TEST_F(Recordings, ASmallBufferCostsNoFrame) {
 }
 
 TEST_F(Recordings, OfOtherProgramsAreReadToo) {
-  for (const std::string name : {"b.avi", "b.mkv", "b.mp4"}) {
+  for (const std::string name : {"b.avi", "b.matroska", "b.mov"}) {
     const std::string path = dir_ / name;
-    const auto made = watchpost::test::RunProgram({"ffmpeg",
-                                                   "-v",
-                                                   "error",
-                                                   "-f",
-                                                   "lavfi",
-                                                   "-i",
-                                                   "testsrc=size=64x48:rate=15:duration=2",
-                                                   "-f",
-                                                   "lavfi",
-                                                   "-i",
-                                                   "sine=duration=2",
-                                                   "-c:v",
-                                                   "mjpeg",
-                                                   "-c:a",
-                                                   "pcm_s16le",
-                                                   "-f",
-                                                   name == "b.mp4"           ? "mov"
-                                                   : name.substr(2) == "mkv" ? "matroska"
-                                                                             : "avi",
-                                                   path});
-    ASSERT_EQ(made.status, 0) << made.errors;
+    (void)OutputOf(
+        "ffmpeg -v error -f lavfi -i testsrc=size=64x48:rate=15:duration=2 -f lavfi "
+        "-i sine=duration=2 -c:v mjpeg -c:a pcm_s16le -f " +
+        name.substr(2) + " " + path);
     Reader reader(path);
     ASSERT_EQ(reader.Status(), MJD_OK) << name;
     EXPECT_EQ(reader.Attribute().fps, 15) << name;
@@ -202,8 +159,7 @@ TEST_F(Recordings, ThatAreNoneEndInACode) {
       damaged.resize(random() % whole.size());
     } else {
       for (int i = 0; i < 4; ++i) {
-        const std::size_t at =
-            round % 4 == 1 ? random() % watchpost::avi::kFramesAt : random() % whole.size();
+        const std::size_t at = round % 4 == 1 ? random() % avi::kFramesAt : random() % whole.size();
         damaged[at] = static_cast<char>(random());
       }
     }
@@ -220,13 +176,13 @@ TEST_F(Recordings, ThatAreNoneEndInACode) {
 TEST_F(Recordings, AreFinishedAfterTheirWriterDied) {
   const std::string path = Write(40, false);
   AviContents contents;
-  ASSERT_EQ(InspectAvi(path.c_str(), contents), watchpost::kAviUnfinished);
+  ASSERT_EQ(InspectAvi(path.c_str(), contents), kAviUnfinished);
   EXPECT_EQ(contents.frames, 40U);
   EXPECT_EQ(contents.width, 24);
-  ASSERT_EQ(RepairAvi(path.c_str(), 25, contents), watchpost::kAviFinished);
+  ASSERT_EQ(RepairAvi(path.c_str(), 25, contents), kAviFinished);
   EXPECT_EQ(ReadFile(path), finished_) << "byte for byte what its writer would have made of it";
   EXPECT_EQ(contents.bytes, finished_.size());
-  EXPECT_EQ(InspectAvi(path.c_str(), contents), watchpost::kAviFinished);
+  EXPECT_EQ(InspectAvi(path.c_str(), contents), kAviFinished);
   EXPECT_EQ(contents.frames, 40U);
 
   Random random(4);
@@ -237,18 +193,61 @@ TEST_F(Recordings, AreFinishedAfterTheirWriterDied) {
     WriteFile(path, cut);
     const auto state = RepairAvi(path.c_str(), 25, contents);
     if (contents.frames == 0) {
-      EXPECT_EQ(state, watchpost::kAviUnfinished);
+      EXPECT_EQ(state, kAviUnfinished);
       EXPECT_EQ(ReadFile(path), cut) << "nothing to save, nothing changed";
       continue;
     }
-    ASSERT_EQ(state, watchpost::kAviFinished) << round;
+    ASSERT_EQ(state, kAviFinished) << round;
     Reader reader(path);
     ASSERT_EQ(reader.Attribute().frame_count, contents.frames);
     Jpeg frame;
     for (unsigned int i = 0; i < contents.frames; ++i) {
       ASSERT_EQ(reader.Next(frame), MJD_OK);
-      ASSERT_EQ(frame, Padded(Frame(i)));
+      const Jpeg whole = Padded(Frame(i));
+      // The last one's bytes may be missing in a part of a page: that cannot be seen.
+      if (i + 1 == contents.frames && frame != whole) {
+        ASSERT_EQ(round % 3, 0);
+        ASSERT_EQ(frame.size(), whole.size());
+        ASSERT_EQ(frame[0], 0xFF);
+        continue;
+      }
+      ASSERT_EQ(frame, whole);
     }
+  }
+}
+
+TEST_F(Recordings, EndWhereAPowerCutHasLeftZeros) {
+  struct Case {
+    const char* what;
+    std::size_t padding;  // zeros behind the end marker, the camera's
+    std::size_t lost;     // zeros from the end on, the power cut's
+    unsigned int kept;
+  };
+  for (const Case& one : {Case{"padded", 20000, 0, 3},
+                          {"padded, and its padding not written", 20000, 20000, 3},
+                          {"not ended, less than a page lost", 0, 300, 3},
+                          {"whole pages lost", 20000, 20400, 2}}) {
+    SCOPED_TRACE(one.what);
+    const std::string path = dir_ / "a.avi";
+    MJE_HANDLE writer = nullptr;
+    ASSERT_EQ(MJE_CreateCompress(&writer, path.c_str(), 24, 16, 25), MJE_OK);
+    for (unsigned int i = 0; i < 3; ++i) {
+      Jpeg frame = Frame(i);
+      frame.resize(frame.size() + one.padding);
+      ASSERT_EQ(MJE_WriteFrame(&writer, frame.data(), static_cast<unsigned>(frame.size())), MJE_OK);
+    }
+    std::string left = ReadFile(path);
+    ASSERT_EQ(MJE_FinishCompress(&writer), MJE_OK);
+    std::fill(left.end() - static_cast<std::ptrdiff_t>(one.lost), left.end(), '\0');
+    WriteFile(path, left);
+    AviContents contents;
+    EXPECT_EQ(RepairAvi(path.c_str(), 25, contents), watchpost::kAviFinished);
+    EXPECT_EQ(contents.frames, one.kept);
+  }
+  AviContents contents;
+  for (const std::size_t zeros : {0U, 4096U}) {
+    WriteFile(dir_ / "a.avi", std::string(zeros, '\0'));
+    EXPECT_EQ(InspectAvi((dir_ / "a.avi").c_str(), contents), watchpost::kAviEmpty);
   }
 }
 
@@ -256,18 +255,17 @@ TEST_F(Recordings, OfOthersAndBusyOnesAreNotRepaired) {
   AviContents contents;
   const std::string path = Write(5, false);
   {
-    const watchpost::UniqueFd fd(open(path.c_str(), O_RDONLY | O_CLOEXEC));
-    ASSERT_EQ(flock(fd.Get(), LOCK_EX), 0);
-    EXPECT_EQ(RepairAvi(path.c_str(), 25, contents), watchpost::kAviBusy);
+    const UniqueFd fd = LockFile(path);
+    EXPECT_EQ(RepairAvi(path.c_str(), 25, contents), kAviBusy);
   }
   EXPECT_EQ(ReadFile(path), unfinished_);
   std::string foreign = unfinished_;
   foreign[100] = 'X';
   WriteFile(path, foreign);
-  EXPECT_EQ(RepairAvi(path.c_str(), 25, contents), watchpost::kAviForeign);
+  EXPECT_EQ(RepairAvi(path.c_str(), 25, contents), kAviForeign);
   EXPECT_EQ(ReadFile(path), foreign);
-  EXPECT_EQ(InspectAvi((dir_ / "missing").c_str(), contents), watchpost::kAviUnreadable);
-  EXPECT_EQ(InspectAvi(nullptr, contents), watchpost::kAviUnreadable);
+  EXPECT_EQ(InspectAvi((dir_ / "missing").c_str(), contents), kAviUnreadable);
+  EXPECT_EQ(InspectAvi(nullptr, contents), kAviUnreadable);
 }
 
 }  // namespace

@@ -1,21 +1,10 @@
 #include "media/mje.h"
 
-#include <gtest/gtest.h>
-#include <signal.h>
 #include <sys/resource.h>
-#include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <cstring>
 
 #include "base/byteorder_internal.h"
 #include "base/utils.h"
-#include "support/tempdir.h"
-
-using watchpost::LoadLe32;
-using watchpost::test::ReadFile;
-using watchpost::test::TempDir;
+#include "support/forkedpeer.h"
 
 namespace {
 
@@ -23,14 +12,17 @@ std::uint32_t Number(const std::string& file, std::size_t at) {
   return LoadLe32(reinterpret_cast<const unsigned char*>(file.data()) + at);
 }
 
-int Write(MJE_HANDLE& file, const std::string& frame) {
-  return MJE_WriteFrame(&file,
-                        reinterpret_cast<const unsigned char*>(frame.data()),
-                        static_cast<unsigned int>(frame.size()));
-}
-
 class AviWriter : public ::testing::Test {
  protected:
+  // Begins the file anew.
+  void Create(std::uint16_t width = 8, std::uint16_t height = 8, std::uint16_t fps = 25) {
+    ASSERT_EQ(MJE_CreateCompress(&file_, path_.c_str(), width, height, fps), MJE_OK);
+  }
+  int Write(const std::string& frame) {
+    const auto* data = reinterpret_cast<const unsigned char*>(frame.data());
+    return MJE_WriteFrame(&file_, data, static_cast<unsigned int>(frame.size()));
+  }
+
   TempDir dir_;
   std::string path_ = dir_ / "a.avi";
   MJE_HANDLE file_ = nullptr;
@@ -38,16 +30,16 @@ class AviWriter : public ::testing::Test {
 
 // The files beside the tests were put together by hand from the format's tables.
 TEST_F(AviWriter, WritesTheFormatByteForByte) {
-  ASSERT_EQ(MJE_CreateCompress(&file_, path_.c_str(), 640, 480, 25), MJE_OK);
+  Create(640, 480);
   EXPECT_EQ(ReadFile(path_), ReadFile(WATCHPOST_GOLDEN_DIR "/provisional.avi"));
   ASSERT_EQ(MJE_FinishCompress(&file_), MJE_OK);
   EXPECT_EQ(file_, nullptr);
   EXPECT_EQ(ReadFile(path_), ReadFile(WATCHPOST_GOLDEN_DIR "/empty.avi"));
 
-  ASSERT_EQ(MJE_CreateCompress(&file_, path_.c_str(), 640, 480, 25), MJE_OK);
-  ASSERT_EQ(Write(file_, std::string(1001, 'x')), MJE_OK);
-  ASSERT_EQ(Write(file_, std::string(12, 'y')), MJE_OK);
-  ASSERT_EQ(Write(file_, std::string(13, 'z')), MJE_OK);
+  Create(640, 480);
+  for (const std::string& frame :
+       {std::string(1001, 'x'), std::string(12, 'y'), std::string(13, 'z')})
+    ASSERT_EQ(Write(frame), MJE_OK);
   ASSERT_EQ(MJE_SetAttribute(&file_, 320, 240, 7), MJE_OK);
   ASSERT_EQ(MJE_FinishCompress(&file_), MJE_OK);
   EXPECT_EQ(ReadFile(path_), ReadFile(WATCHPOST_GOLDEN_DIR "/three-frames.avi"));
@@ -55,9 +47,9 @@ TEST_F(AviWriter, WritesTheFormatByteForByte) {
 
 TEST_F(AviWriter, IndexesEveryFrameOfALongRecording) {
   constexpr std::uint32_t kFrames = 10000;  // more entries than are written at once
-  ASSERT_EQ(MJE_CreateCompress(&file_, path_.c_str(), 8, 8, 1000), MJE_OK);
+  Create(8, 8, 1000);
   for (std::uint32_t i = 0; i < kFrames; ++i)
-    ASSERT_EQ(Write(file_, std::string(10 + i % 7, 'a')), MJE_OK);
+    ASSERT_EQ(Write(std::string(10 + i % 7, 'a')), MJE_OK);
   ASSERT_EQ(MJE_FinishCompress(&file_), MJE_OK);
   const std::string file = ReadFile(path_);
   ASSERT_EQ(Number(file, 4) + 8, file.size());
@@ -79,18 +71,16 @@ TEST_F(AviWriter, LeavesTheFileAsItWasWhenAWriteFails) {
   rlimit saved{};
   getrlimit(RLIMIT_FSIZE, &saved);
   for (const std::string& before : {std::string(), std::string(100, 'a')}) {
-    ASSERT_EQ(MJE_CreateCompress(&file_, path_.c_str(), 8, 8, 25), MJE_OK);
-    if (!before.empty()) {
-      ASSERT_EQ(Write(file_, before), MJE_OK);
-    }
+    Create();
+    ASSERT_TRUE(before.empty() || Write(before) == MJE_OK);
     const std::string good = ReadFile(path_);
     const rlimit limit{1000, saved.rlim_max};
     setrlimit(RLIMIT_FSIZE, &limit);
-    EXPECT_EQ(Write(file_, std::string(5000, 'b')), MJE_ERR_WRITE)
+    EXPECT_EQ(Write(std::string(5000, 'b')), MJE_ERR_WRITE)
         << "the first part fits, the rest does not";
     setrlimit(RLIMIT_FSIZE, &saved);
     EXPECT_EQ(ReadFile(path_), good);
-    ASSERT_EQ(Write(file_, std::string(20, 'c')), MJE_OK) << "goes on behind the last whole frame";
+    ASSERT_EQ(Write(std::string(20, 'c')), MJE_OK) << "goes on behind the last whole frame";
     ASSERT_EQ(MJE_FinishCompress(&file_), MJE_OK);
     const std::string file = ReadFile(path_);
     EXPECT_EQ(Number(file, 12 + 36), before.empty() ? 1U : 2U);
@@ -99,8 +89,8 @@ TEST_F(AviWriter, LeavesTheFileAsItWasWhenAWriteFails) {
 }
 
 TEST_F(AviWriter, KeepsBelowTwoGibibytes) {
-  ASSERT_EQ(MJE_CreateCompress(&file_, path_.c_str(), 8, 8, 25), MJE_OK);
-  ASSERT_EQ(Write(file_, std::string(100, 'a')), MJE_OK);
+  Create();
+  ASSERT_EQ(Write(std::string(100, 'a')), MJE_OK);
   const std::string good = ReadFile(path_);
   const unsigned char byte = 0;
   // Refused before the data is looked at: 100 + size + 24 + 242 passes 2^31 by 2.
@@ -124,22 +114,16 @@ TEST_F(AviWriter, RefusesSenselessArguments) {
 }
 
 TEST_F(AviWriter, UnlocksTheFileThoughAForkedChildHoldsACopy) {
-  ASSERT_EQ(MJE_CreateCompress(&file_, path_.c_str(), 8, 8, 25), MJE_OK);
-  const pid_t child = fork();
-  if (child == 0) {
-    (void)pause();
-    _exit(0);
-  }
+  Create();
+  const ForkedPeer child([] { return pause(); });
   EXPECT_EQ(IsFileLocked(path_.c_str()), 1);
   EXPECT_EQ(MJE_FinishCompress(&file_), MJE_OK);
   EXPECT_EQ(IsFileLocked(path_.c_str()), 0);
-  kill(child, SIGKILL);
-  (void)waitpid(child, nullptr, 0);
 }
 
 TEST_F(AviWriter, KeepsASecondWriterOffWhoHasTruncatedByThen) {
-  ASSERT_EQ(MJE_CreateCompress(&file_, path_.c_str(), 8, 8, 25), MJE_OK);
-  ASSERT_EQ(Write(file_, std::string(100, 'a')), MJE_OK);
+  Create();
+  ASSERT_EQ(Write(std::string(100, 'a')), MJE_OK);
   MJE_HANDLE second = nullptr;
   EXPECT_EQ(MJE_CreateCompress(&second, path_.c_str(), 8, 8, 25), MJE_ERR_OPEN);
   EXPECT_EQ(ReadFile(path_), "");

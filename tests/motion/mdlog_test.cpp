@@ -1,16 +1,6 @@
 #include "motion/mdlog.h"
 
-#include <gtest/gtest.h>
-
-#include <array>
-
 #include "support/syslogcapture.h"
-#include "support/tempdir.h"
-
-using watchpost::test::ReadFile;
-using watchpost::test::SyslogCapture;
-using watchpost::test::TempDir;
-using watchpost::test::WriteFile;
 
 namespace {
 
@@ -44,8 +34,7 @@ TEST_F(MotionLog, IsRefusedWhenItDoesNotFitTheRecording) {
   EXPECT_EQ(log.Lines(), 0);
   WriteFile(stream_, std::string("\3\0\0\0\0\1\2\3", 8));
   EXPECT_EQ(Fetch(4), -1);
-  EXPECT_NE(log.Text().find(":FetchMotionLevel(): Frames(4) != Size (3)!\n"), std::string::npos)
-      << log.Text();
+  log.Expect(":FetchMotionLevel(): Frames(4) != Size (3)!\n");
   EXPECT_EQ(Fetch(3), 3);
   EXPECT_EQ(header_, -1) << "a header byte of 0";
   WriteFile(stream_, std::string("\3\0\0\0\0\1\2", 7));

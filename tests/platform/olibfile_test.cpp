@@ -1,15 +1,10 @@
 #include "platform/olibfile.h"
 
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include "platform/orvaserviceinfo.h"
 #include "base/paths.h"
-#include "support/tempdir.h"
-
-using watchpost::test::ScopedEnv;
-using watchpost::test::TempDir;
-using watchpost::test::WriteFile;
+#include "platform/orvaserviceinfo.h"
+#include "support/test.h"
 
 namespace {
 
@@ -17,11 +12,10 @@ TEST(KeyValueFile, ReadsSectionsWithTheirOddNames) {
   const TempDir dir;
   const std::string long_value(70000, 'x');
   WriteFile(dir / "f",
-            "maillang=\"enu\"\n# comment\n; comment\n[camera*list]\nMaker One*Model: 2 = \"section "
-            "; one\"\n"
-            "empty =\nlong=" +
+            "maillang=\"enu\"\n# comment\n; comment\n[camera*list]\nempty =\n"
+            "Maker One*Model: 2 = \"section ; one\"\nlong=" +
                 long_value + "\n[Other]\nkey=value\n");
-  watchpost::OlibHashPtr values(PshOLIBSzHashAlloc(4));
+  OlibHashPtr values(PshOLIBSzHashAlloc(4));
   OLIBSZHASH* hash = values.get();
   ASSERT_EQ(OLIBFileGetSection((dir / "f").c_str(), "camera*list", &hash), 3);
   EXPECT_STREQ(SzOLIBSzHashGetValue(hash, "Maker One*Model: 2"), "section ; one");
@@ -44,7 +38,7 @@ TEST(KeyValueFile, RefusesWhatIsNoReadableFile) {
   const TempDir dir;
   ASSERT_EQ(mkfifo((dir / "fifo").c_str(), 0600), 0);
   WriteFile(dir / "huge", "[s]\nk=v\n" + std::string(5 << 20, '#'));
-  watchpost::OlibHashPtr values(PshOLIBSzHashAlloc(4));
+  OlibHashPtr values(PshOLIBSzHashAlloc(4));
   OLIBSZHASH* hash = values.get();
   for (const std::string& name : {dir / "missing", dir / "fifo", dir / "huge", dir.Path()}) {
     EXPECT_EQ(OLIBFileGetSection(name.c_str(), "s", &hash), -1) << name;

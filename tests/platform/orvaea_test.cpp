@@ -1,23 +1,14 @@
 #include "platform/orvaea.h"
 
 #include <fcntl.h>
-#include <gtest/gtest.h>
-#include <unistd.h>
 
-#include <filesystem>
-
-#include "support/tempdir.h"
-
-using watchpost::test::TempDir;
-using watchpost::test::WriteFile;
-namespace fs = std::filesystem;
+#include "support/test.h"
 
 namespace {
 
 void Touch(const std::string& path, const char* stream) {
-  const int fd = ORVAEAOpen(path.c_str(), stream, O_WRONLY | O_CREAT);
-  ASSERT_GE(fd, 0);
-  close(fd);
+  const UniqueFd fd(ORVAEAOpen(path.c_str(), stream, O_WRONLY | O_CREAT));
+  ASSERT_TRUE(fd.IsValid());
 }
 
 TEST(AttributeStreams, LieBesideTheFileAndGoWithIt) {

@@ -1,31 +1,20 @@
 #include "platform/orvalog.h"
 
-#include <gtest/gtest.h>
-
 #include <nlohmann/json.hpp>
-#include <sstream>
 
 #include "event/wplog.h"
 #include "support/syslogcapture.h"
-#include "support/tempdir.h"
-
-using watchpost::test::ReadFile;
-using watchpost::test::ScopedEnv;
-using watchpost::test::SyslogCapture;
-using watchpost::test::TempDir;
-using watchpost::test::WriteFile;
 
 namespace {
 
 TEST(EventLog, AppendsOneObjectALineWhateverTheBytes) {
-  const TempDir root;
-  const ScopedEnv env("ORVA_ROOT", root.Path());
+  const TestRoot root;
   const SyslogCapture log;
   EXPECT_EQ(WPLog(WP_LOG_ROTATED_BY_SIZE, "Caf\xC3\xA9 %s%n", "12", "", ""), 0);
   EXPECT_EQ(WPLog(WP_LOG_EVENT_DELETED, "cut \xC3", "line\nend\"", "", ""), 0);
   EXPECT_EQ(ORVALogSet1(8, 1, 7, nullptr, nullptr, nullptr, nullptr), 0);
 
-  std::istringstream lines(ReadFile(root / "var/log/orva/event.log"));
+  std::istringstream lines(root.EventLog());
   std::vector<nlohmann::json> entries;
   for (std::string line; std::getline(lines, line);) entries.push_back(nlohmann::json::parse(line));
   ASSERT_EQ(entries.size(), 3U);
@@ -40,8 +29,7 @@ TEST(EventLog, AppendsOneObjectALineWhateverTheBytes) {
 }
 
 TEST(EventLog, ThatCannotBeWrittenHoldsNobodyUp) {
-  const TempDir root;
-  const ScopedEnv env("ORVA_ROOT", root.Path());
+  const TestRoot root;
   WriteFile(root / "var/log", "in the way");
   EXPECT_EQ(ORVALogSet1(8, 1, WP_LOG_EVENT_DELETED, "x", "", "", ""), -1);
   EXPECT_EQ(WPLog(WP_LOG_EVENT_DELETED, "x", "", "", ""), 0);

@@ -9,10 +9,7 @@ std::string Apply(const std::vector<std::string>& rules) {
   std::string error;
   for (const std::string& rule : rules)
     EXPECT_TRUE(wpctl::ApplyScheduleRule(rule, camera, error)) << error;
-  std::string text;
-  for (const std::string& rule : wpctl::DescribeSchedule(camera))
-    text += (text.empty() ? "" : "; ") + rule;
-  return text;
+  return wpctl::ScheduleText(camera);
 }
 
 TEST(ScheduleRules, SayWhatTheyDid) {
@@ -24,7 +21,7 @@ TEST(ScheduleRules, SayWhatTheyDid) {
   EXPECT_EQ(Apply({"sat 22-6 continuous"}), "sat 22-24 continuous; sun 0-6 continuous")
       << "into the next day";
   EXPECT_EQ(Apply({"mon 6-8,20-22 motion"}), "mon 6-8,20-22 motion");
-  EXPECT_EQ(Apply({}), "");
+  EXPECT_EQ(Apply({}), "nothing");
 }
 
 TEST(ScheduleRules, ThatMakeNoSenseChangeNothing) {

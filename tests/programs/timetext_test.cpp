@@ -49,4 +49,27 @@ TEST(TimeText, UnderstandsWhatPeopleWrite) {
   }
 }
 
+TEST(TimeText, ShowsMomentsOnTheLocalClock) {
+  const watchpost::test::ScopedEnv zone("TZ", "Europe/Berlin");
+  tzset();
+  constexpr long kSpring = 1774746000;  // summer time begins: 02:00 is 03:00
+  EXPECT_EQ(wpctl::LocalTime(kSpring - 1), "2026-03-29 01:59:59");
+  EXPECT_EQ(wpctl::LocalTime(kSpring), "2026-03-29 03:00:00");
+  EXPECT_EQ(wpctl::FormatTime(kSpring + 1800, "%H:%M %Z"), "03:30 CEST");
+  EXPECT_EQ(wpctl::Duration(0), "0:00:00");
+  EXPECT_EQ(wpctl::Duration(100 * 3600 + 62), "100:01:02");
+}
+
+TEST(TimeText, BoundsMayBeMissingButNotWrong) {
+  std::string error;
+  long seconds = 7;
+  EXPECT_TRUE(wpctl::ParseBound("", true, seconds, error));
+  EXPECT_EQ(seconds, 0) << "no bound";
+  EXPECT_TRUE(wpctl::ParseBound("@12345", false, seconds, error));
+  EXPECT_EQ(seconds, 12345);
+  EXPECT_EQ(error, "");
+  EXPECT_FALSE(wpctl::ParseBound("noon", false, seconds, error));
+  EXPECT_TRUE(error.starts_with("a time is ") && error.ends_with(", not \"noon\"")) << error;
+}
+
 }  // namespace

@@ -1,10 +1,6 @@
 #include "service/cameracontrol.h"
 
 #include <sys/wait.h>
-#include <unistd.h>
-
-#include <filesystem>
-#include <thread>
 
 #include "camera/camera.h"
 #include "service/servicecontrol.h"
@@ -14,26 +10,19 @@
 
 namespace {
 
-using watchpost::test::Process;
-using watchpost::test::ReadFile;
-using watchpost::test::ScopedEnv;
-using watchpost::test::SyslogCapture;
-using watchpost::test::TempDir;
-using watchpost::test::WriteFile;
-
 // Daemons are played by shell scripts, and their rows by statements.
-class Control : public watchpost::test::TestDatabase {
+class Control : public TestDatabase {
  protected:
   void Daemon(const std::string& script) {
     const std::string path = root_ / "it's here/usr/orva/sbin/wpd";
     WriteFile(path, "#!/bin/sh\n" + script + "\n");
-    std::filesystem::permissions(path, std::filesystem::perms::owner_all);
+    fs::permissions(path, fs::perms::owner_all);
   }
   static void Row(int id, int status, int pid) {
-    ASSERT_EQ(WPDBExecute("DELETE FROM camerastatus WHERE cameraid=" + std::to_string(id)), 0);
-    ASSERT_EQ(WPDBExecute("INSERT INTO camerastatus VALUES (" + std::to_string(id) + "," +
-                          std::to_string(status) + "," + std::to_string(pid) + ",77)"),
-              0);
+    const std::string camera = std::to_string(id);
+    Run("DELETE FROM camerastatus WHERE cameraid=" + camera);
+    Run("INSERT INTO camerastatus VALUES (" + camera + "," + std::to_string(status) + "," +
+        std::to_string(pid) + ",77)");
   }
   static int DeadPid() {
     const pid_t child = fork();
@@ -58,7 +47,7 @@ TEST_F(Control, KnowsTheStateFromRowAndProcess) {
   EXPECT_EQ(control.GetReportedStatus(&status), 0);
   EXPECT_EQ(status.update_time, 77);
   EXPECT_EQ(control.WaitStatus(DAEMON_STATUS_RUNNING, 0), 0);
-  EXPECT_EQ(control.WaitStatus(DAEMON_STATUS_STOPPED, 1), -1) << "one look, no sleep";
+  EXPECT_EQ(control.WaitStatus(DAEMON_STATUS_STOPPED, 1), -1) << "asks once, and does not sleep";
   Row(3, 2, DeadPid());
   EXPECT_EQ(control.Status(), DAEMON_STATUS_STOPPED);
   Row(3, 3, DeadPid());
@@ -72,28 +61,27 @@ TEST_F(Control, StartsThroughTheShellAndStops) {
   CameraControl control(3);
   SyslogCapture log;
   EXPECT_EQ(control.Stop(), 0);
-  EXPECT_NE(log.Text().find("services:"), std::string::npos);
-  EXPECT_NE(log.Text().find(":Stop(): Daemon is not running."), std::string::npos);
+  log.Expect("services:");
+  log.Expect(":Stop(): Daemon is not running.");
   Daemon("exit 1");
   EXPECT_EQ(control.Start(), -1);
-  EXPECT_NE(log.Text().find(":ForkDaemon(): daemon returned abnormal status [1]"),
-            std::string::npos);
-  EXPECT_NE(log.Text().find(":Start(): Failed to fork daemon."), std::string::npos);
+  log.Expect(":ForkDaemon(): daemon returned abnormal status [1]");
+  log.Expect(":Start(): Failed to fork daemon.");
 
   // A daemon whose row is written meanwhile; at SIGINT it dies without a word.
   Daemon("echo \"$@\" >" + (root_ / "arguments"));
-  const Process daemon({"sleep", "60"});
+  Process daemon("sleep 60");
   Row(3, 1, daemon.Pid());
   std::thread reporter([&] {
-    usleep(300000);
+    std::this_thread::sleep_for(milliseconds(300));
     Row(3, 2, daemon.Pid());
   });
   EXPECT_EQ(control.Start(), 0);
   reporter.join();
   EXPECT_EQ(ReadFile(root_ / "arguments"), "-c 3\n");
   EXPECT_EQ(control.Start(), -1);
-  EXPECT_NE(log.Text().find(":Start(): Process for this daemon is not stopped"), std::string::npos);
-  std::thread reaper([&] { (void)const_cast<Process&>(daemon).Wait(); });
+  log.Expect(":Start(): Process for this daemon is not stopped");
+  std::thread reaper([&] { (void)daemon.Wait(); });
   EXPECT_EQ(control.Stop(), 0);
   reaper.join();
   EXPECT_EQ(control.Status(), DAEMON_STATUS_STOPPED);
@@ -108,34 +96,29 @@ TEST_F(Control, SumsUpAllCameras) {
   EXPECT_EQ(service.Status(), WP_SERVICE_STOPPED);
   EXPECT_EQ(service.ControlCameras(static_cast<WP_SERVICE_CMD>(9)), 0) << "no camera to notice it";
   EXPECT_EQ(service.Action(static_cast<WP_SERVICE_CMD>(9)), 1);
-  for (int id = 1; id <= 3; ++id) {
+  for (const char* name : {"1", "2", "3"}) {
     Camera camera;
-    camera.SetName(std::to_string(id));
+    camera.SetName(name);
     ASSERT_EQ(camera.Save(false), 0);
   }
-  struct Case {
-    int first, second, third, status;
-  };
-  const Case cases[] = {{2, 2, 2, 2},
-                        {2, 4, 2, 3},
-                        {4, 4, 4, 5},
-                        {3, 2, 4, 4},
-                        {1, 3, 2, 1},
-                        {0, 1, 3, 0},
-                        {2, 7, 2, 2}};
-  for (const Case& at_hand : cases) {
-    Row(1, at_hand.first, getpid());
-    Row(2, at_hand.second, getpid());
-    Row(3, at_hand.third, getpid());
-    EXPECT_EQ(service.Status(), at_hand.status) << at_hand.first << at_hand.second << at_hand.third;
+  // The three cameras' states, and the service's.
+  for (const std::array<int, 4>& states : {std::array<int, 4>{2, 2, 2, 2},
+                                           {2, 4, 2, 3},
+                                           {4, 4, 4, 5},
+                                           {3, 2, 4, 4},
+                                           {1, 3, 2, 1},
+                                           {0, 1, 3, 0},
+                                           {2, 7, 2, 2}}) {
+    for (std::size_t i = 0; i < 3; ++i) Row(static_cast<int>(i) + 1, states[i], getpid());
+    EXPECT_EQ(service.Status(), states[3]) << ::testing::PrintToString(states);
   }
   const SyslogCapture log;
   EXPECT_EQ(service.ControlCameras(WP_SERVICE_RESTART), -1);
-  EXPECT_NE(log.Text().find(":ControlCameras(): Unknown command [3]"), std::string::npos);
+  log.Expect(":ControlCameras(): Unknown command [3]");
   Daemon("exit 3");
   Row(2, 4, getpid());
   EXPECT_EQ(service.Action(WP_SERVICE_START), 0) << "single failures change nothing";
-  EXPECT_NE(log.Text().find(":ControlCameras(): Failed to start camera [2]"), std::string::npos);
+  log.Expect(":ControlCameras(): Failed to start camera [2]");
 }
 
 }  // namespace

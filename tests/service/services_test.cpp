@@ -1,15 +1,11 @@
 #include "service/services.h"
 
-#include <unistd.h>
-
 #include "support/syslogcapture.h"
 #include "support/testdatabase.h"
 
-using watchpost::test::SyslogCapture;
-
 namespace {
 
-class DaemonStatus : public watchpost::test::TestDatabase {};
+class DaemonStatus : public TestDatabase {};
 
 TEST_F(DaemonStatus, KeepsOneRowACamera) {
   DaemonReport first(1);
@@ -17,23 +13,21 @@ TEST_F(DaemonStatus, KeepsOneRowACamera) {
   EXPECT_EQ(first.ReportStatus(DAEMON_STATUS_STARTING), 0);
   EXPECT_EQ(second.ReportStatus(DAEMON_STATUS_RUNNING), 0);
   EXPECT_EQ(first.ReportStatus(DAEMON_STATUS_STOPPED), 0);
-  EXPECT_EQ(Ask("SELECT count(*) FROM camerastatus", "count"), "2");
-  EXPECT_EQ(Ask("SELECT status FROM camerastatus WHERE cameraid = 1", "status"), "4");
-  EXPECT_EQ(Ask("SELECT pid FROM camerastatus WHERE cameraid = 1", "pid"),
-            std::to_string(getpid()));
+  EXPECT_EQ(Rows("camerastatus"), 2);
+  const std::string pid = std::to_string(getpid());
+  EXPECT_EQ(Rows("camerastatus WHERE cameraid = 1 AND status = 4 AND pid = " + pid), 1);
 }
 
-TEST_F(DaemonStatus, TellsOnlyOfAFailedDelete) {
+TEST_F(DaemonStatus, ReportsOnlyAFailedDelete) {
   DaemonReport report(1);
-  ASSERT_EQ(WPDBExecute("ALTER TABLE camerastatus ADD CONSTRAINT never CHECK (status < 0)"), 0);
+  Run("ALTER TABLE camerastatus ADD CONSTRAINT never CHECK (status < 0)");
   EXPECT_EQ(report.ReportStatus(DAEMON_STATUS_RUNNING), 0) << "the insert failed";
-  ASSERT_EQ(WPDBExecute("ALTER TABLE camerastatus DROP CONSTRAINT never"), 0);
+  Run("ALTER TABLE camerastatus DROP CONSTRAINT never");
   const Outage outage;
   const SyslogCapture log;
   EXPECT_EQ(report.ReportStatus(DAEMON_STATUS_RUNNING), -1);
-  EXPECT_NE(log.Text().find(":ReportStatus(): Unable to delete camera status row [1]\n"),
-            std::string::npos);
-  EXPECT_EQ(log.Text().find("services.cpp"), std::string::npos);
+  log.Expect(":ReportStatus(): Unable to delete camera status row [1]\n");
+  EXPECT_THAT(log.Text(), Not(HasSubstr("services.cpp")));
 }
 
 }  // namespace

@@ -1,13 +1,9 @@
 #include "support/fakecamera.h"
 
 #include <arpa/inet.h>
-#include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
 #include <sys/time.h>
-
-#include <algorithm>
-#include <array>
 
 namespace watchpost::test {
 namespace {
@@ -34,21 +30,36 @@ void SendAll(int fd, const std::string& bytes) {
   }
 }
 
-}  // namespace
-
-FakeCamera::FakeCamera(std::vector<std::string> replies, After after, First first)
-    : replies_(std::move(replies)),
-      after_(after),
-      first_(first),
-      listener_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
-  sockaddr_in address{};
+// Listens on a port of loopback, which goes to `address`.
+UniqueFd Listen(int queue, sockaddr_in& address) {
+  UniqueFd listener(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  address = {};
   address.sin_family = AF_INET;
   address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
   socklen_t size = sizeof address;
   auto* generic = reinterpret_cast<sockaddr*>(&address);
-  EXPECT_EQ(bind(listener_.Get(), generic, size), 0);
-  EXPECT_EQ(listen(listener_.Get(), 8), 0);
-  EXPECT_EQ(getsockname(listener_.Get(), generic, &size), 0);
+  EXPECT_EQ(bind(listener.Get(), generic, size), 0);
+  EXPECT_EQ(listen(listener.Get(), queue), 0);
+  EXPECT_EQ(getsockname(listener.Get(), generic, &size), 0);
+  return listener;
+}
+
+}  // namespace
+
+FullListener::FullListener() {
+  sockaddr_in address{};
+  sockets_.push_back(Listen(0, address));
+  port_ = ntohs(address.sin_port);
+  for (int i = 0; i < 4; ++i) {
+    sockets_.emplace_back(socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+    (void)connect(sockets_.back().Get(), reinterpret_cast<sockaddr*>(&address), sizeof address);
+  }
+}
+
+FakeCamera::FakeCamera(std::vector<std::string> replies, After after, First first)
+    : replies_(std::move(replies)), after_(after), first_(first) {
+  sockaddr_in address{};
+  listener_ = Listen(8, address);
   port_ = ntohs(address.sin_port);
   thread_ = std::thread([this] { Serve(); });
 }

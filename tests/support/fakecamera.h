@@ -1,11 +1,8 @@
 // A camera that answers each connection with scripted bytes.
 #pragma once
 
-#include <string>
-#include <thread>
-#include <vector>
-
 #include "base/uniquefd.h"
+#include "support/test.h"
 
 namespace watchpost::test {
 
@@ -42,6 +39,17 @@ class FakeCamera {
   UniqueFd listener_;
   int port_ = 0;
   std::thread thread_;
+};
+
+/// A listener whose queue is full: connecting to it gets no answer.
+class FullListener {
+ public:
+  FullListener();
+  [[nodiscard]] int Port() const { return port_; }
+
+ private:
+  int port_ = 0;
+  std::vector<UniqueFd> sockets_;
 };
 
 }  // namespace watchpost::test

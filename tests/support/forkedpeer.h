@@ -1,13 +1,12 @@
-// Another process of the test's, which does what it is told.
+// Another process of the test's.
 #pragma once
 
-#include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <utility>
+#include "support/test.h"
 
 namespace watchpost::test {
 

@@ -1,11 +1,7 @@
 // JPEG pictures of any kind, made with libjpeg, and their coefficients read back by plain means.
 #pragma once
 
-#include <array>
-#include <cstdint>
-#include <random>
-#include <string>
-#include <vector>
+#include "support/test.h"
 
 namespace watchpost::test {
 
@@ -31,7 +27,7 @@ struct JpegKind {
   unsigned int restart_interval = 0;  ///< MCUs, 0 for none
 };
 
-/// A picture of smooth shapes and grain; `seed` tells which.
+/// A picture of smooth shapes and grain; `seed` says which.
 Jpeg MakeJpeg(const JpegKind& kind, unsigned int seed);
 
 /// One component's coefficients: [block row][block column][coefficient].

@@ -1,43 +1,40 @@
 #include "support/process.h"
 
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <signal.h>
 #include <spawn.h>
 #include <sys/wait.h>
-
-#include <thread>
 
 extern char** environ;
 
 namespace watchpost::test {
 
 void PauseBriefly() {
-  std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  std::this_thread::sleep_for(milliseconds(10));
 }
 
-Process::Process(const std::vector<std::string>& arguments) {
+Process::Process(const std::string& command) {
+  std::istringstream line(command);
+  std::vector<std::string> words;
+  for (std::string word; line >> std::quoted(word, '\'');) words.push_back(word);
   std::vector<char*> argv;
-  for (const std::string& argument : arguments) argv.push_back(const_cast<char*>(argument.c_str()));
+  for (std::string& word : words) argv.push_back(word.data());
   argv.push_back(nullptr);
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
   posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
-  posix_spawn_file_actions_addopen(
-      &actions, 1, (dir_ / "out").c_str(), O_WRONLY | O_CREAT | O_APPEND, 0644);
-  posix_spawn_file_actions_addopen(
-      &actions, 2, (dir_ / "err").c_str(), O_WRONLY | O_CREAT | O_APPEND, 0644);
-  EXPECT_EQ(posix_spawnp(&pid_, argv[0], &actions, nullptr, argv.data(), environ), 0) << argv[0];
+  constexpr int kFlags = O_WRONLY | O_CREAT | O_APPEND;
+  posix_spawn_file_actions_addopen(&actions, 1, (dir_ / "out").c_str(), kFlags, 0644);
+  posix_spawn_file_actions_addopen(&actions, 2, (dir_ / "err").c_str(), kFlags, 0644);
+  EXPECT_EQ(posix_spawnp(&pid_, argv[0], &actions, nullptr, argv.data(), environ), 0) << command;
   posix_spawn_file_actions_destroy(&actions);
 }
 
 Process::~Process() {
-  if (pid_ <= 0) return;
-  kill(pid_, SIGKILL);
-  waitpid(pid_, nullptr, 0);
+  if (pid_ > 0) (void)End(SIGKILL);
 }
 
-int Process::Wait(std::chrono::seconds limit) {
+int Process::Wait(seconds limit) {
   if (pid_ <= 0) return status_;
   int status = 0;
   if (!Eventually([&] { return waitpid(pid_, &status, WNOHANG) == pid_; }, limit)) return -1;
@@ -46,10 +43,22 @@ int Process::Wait(std::chrono::seconds limit) {
   return status_;
 }
 
-Result RunProgram(const std::vector<std::string>& arguments) {
-  Process process(arguments);
+int Process::End(int signal_number, seconds limit) {
+  EXPECT_EQ(kill(pid_, signal_number), 0);
+  return Wait(limit);
+}
+
+Result RunProgram(const std::string& command) {
+  Process process(command);
   const int status = process.Wait();
   return {status, process.Output(), process.Errors()};
+}
+
+std::string OutputOf(const std::string& command) {
+  const Result result = RunProgram(command);
+  EXPECT_EQ(result.status, 0) << command;
+  EXPECT_EQ(result.errors, "") << command;
+  return result.output;
 }
 
 }  // namespace watchpost::test

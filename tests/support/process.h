@@ -1,20 +1,24 @@
 // A program under test: started by the test, ended with it.
 #pragma once
 
-#include <sys/types.h>
+#include <iomanip>
 
-#include <chrono>
-#include <string>
-#include <vector>
-
-#include "support/tempdir.h"
+#include "support/test.h"
 
 namespace watchpost::test {
 
+/// A word of a command line as the programs below read it, whatever it holds.
+template <typename Text>
+std::string Quoted(const Text& text) {
+  std::ostringstream quoted;
+  quoted << std::quoted(text, '\'');
+  return quoted.str();
+}
+
 class Process {
  public:
-  /// Starts `arguments`, the first of which names the program.
-  explicit Process(const std::vector<std::string>& arguments);
+  /// Starts a program by its command line: words between blanks, or between single quotes.
+  explicit Process(const std::string& command);
   /// Kills it unless it has ended.
   ~Process();
   Process(const Process&) = delete;
@@ -27,7 +31,10 @@ class Process {
   [[nodiscard]] std::string Errors() const { return ReadFile(dir_ / "err"); }
 
   /// Exit status (128 and more for a signal); -1 when it does not end within `limit`.
-  int Wait(std::chrono::seconds limit = std::chrono::seconds(60));
+  int Wait(seconds limit = seconds(60));
+
+  /// Sends it a signal and waits for its end.
+  int End(int signal_number, seconds limit = seconds(60));
 
  private:
   TempDir dir_;
@@ -42,17 +49,20 @@ struct Result {
 };
 
 /// Runs a program to its end.
-Result RunProgram(const std::vector<std::string>& arguments);
+Result RunProgram(const std::string& command);
+
+/// The output of a program that must end well and find nothing to complain about.
+std::string OutputOf(const std::string& command);
 
 /// Sleeps for a few milliseconds.
 void PauseBriefly();
 
 /// Asks again and again until `condition` holds; false when it does not within `limit`.
 template <typename Condition>
-bool Eventually(Condition condition, std::chrono::milliseconds limit = std::chrono::seconds(20)) {
-  const auto deadline = std::chrono::steady_clock::now() + limit;
+bool Eventually(Condition condition, milliseconds limit = seconds(20)) {
+  const auto deadline = Clock::now() + limit;
   while (!condition()) {
-    if (std::chrono::steady_clock::now() > deadline) return false;
+    if (Clock::now() > deadline) return false;
     PauseBriefly();
   }
   return true;

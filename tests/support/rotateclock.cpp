@@ -1,5 +1,5 @@
-// Rotates camera 1 to a limit of 1 MiB by the hour until SIGTERM, and tells the library's log lines
-// on standard error. Run with a clock of its own.
+// Rotates camera 1 to a limit of 1 MiB by the hour until SIGTERM, and writes the library's log
+// lines on standard error. Run with a clock of its own.
 #include <event/rotateclient.h>
 #include <signal.h>
 #include <syslog.h>

@@ -5,10 +5,7 @@
 #include <syslog.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <string>
-
-#include "support/tempdir.h"
+#include "support/test.h"
 
 namespace watchpost::test {
 
@@ -31,6 +28,8 @@ class SyslogCapture {
     const std::string text = Text();
     return std::count(text.begin(), text.end(), '\n');
   }
+  /// Expects that a line has been written that has `text` in it.
+  void Expect(const std::string& text) const { EXPECT_THAT(Text(), HasSubstr(text)); }
 
  private:
   TempDir dir_;

@@ -1,6 +1,10 @@
 #include "support/tempdir.h"
 
+#include <fcntl.h>
+#include <gtest/gtest.h>
 #include <stdlib.h>
+#include <sys/file.h>
+#include <time.h>
 
 #include <filesystem>
 #include <fstream>
@@ -28,9 +32,16 @@ void WriteFile(const std::string& path, const std::string& text) {
   std::ofstream(path, std::ios::binary) << text;
 }
 
+UniqueFd LockFile(const std::string& path) {
+  UniqueFd fd(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  EXPECT_EQ(flock(fd.Get(), LOCK_EX), 0) << path;
+  return fd;
+}
+
 ScopedEnv::ScopedEnv(const char* name, const std::string& value) : name_(name) {
   if (const char* before = getenv(name)) before_ = before;
   setenv(name, value.c_str(), 1);
+  tzset();
 }
 
 ScopedEnv::~ScopedEnv() {
@@ -39,6 +50,7 @@ ScopedEnv::~ScopedEnv() {
   } else {
     unsetenv(name_);
   }
+  tzset();
 }
 
 }  // namespace watchpost::test

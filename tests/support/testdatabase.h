@@ -1,14 +1,9 @@
 // Tests against the shared database server. Each begins with empty tables.
 #pragma once
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <string>
-
 #include "database/statement.h"
 #include "database/wpdb.h"
-#include "support/tempdir.h"
+#include "support/test.h"
 
 namespace watchpost::test {
 
@@ -16,19 +11,23 @@ class TestDatabase : public ::testing::Test {
  protected:
   void SetUp() override {
     std::string port = ReadFile(WATCHPOST_TEST_DATABASE "/port");
-    port.erase(std::remove(port.begin(), port.end(), '\n'), port.end());
+    std::erase(port, '\n');
     ASSERT_FALSE(port.empty()) << "no server; ctest starts it";
     setenv("PGPORT", port.c_str(), 1);
-    ASSERT_EQ(
-        WPDBExecute("TRUNCATE camera, motion, notification, event, camerastatus RESTART IDENTITY"),
-        0);
+    Run("TRUNCATE camera, motion, notification, event, camerastatus RESTART IDENTITY");
   }
+
+  static void Run(const std::string& sql) { ASSERT_EQ(WPDBExecute(sql), 0) << sql; }
 
   /// First value of the first row; "" without one.
   static std::string Ask(const std::string& sql, const char* column) {
     const ResultPtr result = Query(sql);
     RowCursor rows(result.get());
     return rows.Next() ? rows.Get().Text(column) : "";
+  }
+  /// How many rows there are in "TABLE" or "TABLE WHERE ...".
+  static int Rows(const std::string& from) {
+    return std::atoi(Ask("SELECT count(*) FROM " + from, "count").c_str());
   }
 
   /// Makes every statement fail as long as the object lives.
