@@ -153,7 +153,9 @@ RemovedFiles RemoveOldestFiles(const Camera& camera, std::uint64_t bytes) noexce
     if (removed.bytes >= bytes) break;
     const auto path = RecordingPath(camera, event);
     if (!path || access(path->c_str(), F_OK) != 0 || IsFileLocked(path->c_str()) != 0) continue;
-    const std::uint64_t size = DiskUsage(*path);
+    // A disk may say that a small file takes nothing: it counts all the same.
+    const std::uint64_t size =
+        std::max({DiskUsage(*path), static_cast<std::uint64_t>(event.GetSize()), std::uint64_t{1}});
     if (RemoveEventFile(path->c_str()) != 0) continue;
     removed.bytes += size;
     ++removed.count;
