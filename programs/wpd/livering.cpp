@@ -11,6 +11,8 @@ namespace {
 constexpr std::chrono::seconds kLongestFull{2};
 constexpr std::chrono::seconds kSteady{10};
 constexpr std::chrono::seconds kNextTry{60};
+// While nobody reads, this is what whoever comes next finds.
+constexpr std::chrono::seconds kBetweenUnread{1};
 
 std::string Title(int camera_id) {
   return "camera " + std::to_string(camera_id);
@@ -71,6 +73,8 @@ void LiveRing::Publish(const Frame& frame) {
     return;
   }
   too_large_.End();
+  if (frame.steady < next_unread_ && !host_->HasReaders()) return;
+  next_unread_ = frame.steady + kBetweenUnread;
   using Published = watchpost::RingHost::Published;
   const Published published = host_->Publish(frame.data, static_cast<int>(frame.size));
   if (published == Published::kDone) {

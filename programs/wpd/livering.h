@@ -45,6 +45,7 @@ class LiveRing {
   bool removed_ WATCHPOST_GUARDED_BY(mutex_) = false;
   // To make a ring after that has failed.
   Clock::time_point next_try_ WATCHPOST_GUARDED_BY(mutex_);
+  Clock::time_point next_unread_ WATCHPOST_GUARDED_BY(mutex_);
   Clock::time_point full_since_ WATCHPOST_GUARDED_BY(mutex_) = Clock::time_point::max();
   Spell no_ring_;
   Spell trouble_;

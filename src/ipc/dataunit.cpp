@@ -23,6 +23,12 @@ int DataUnit::Init(int size, int semSetId, int semOffset) noexcept {
   return lock_.Init(semSetId, semOffset);
 }
 
+bool DataUnit::InitForWriting(int size, int semSetId, int semOffset) noexcept {
+  size_ = size;
+  sem_offset_ = semOffset;
+  return lock_.InitForWriting(semSetId, semOffset);
+}
+
 int DataUnit::Destroy() noexcept {
   return lock_.Destroy();
 }

@@ -16,6 +16,8 @@ class WATCHPOST_API DataUnit {
   /// Prepares the unit for a frame of `size` bytes, with the group of semaphores that begins at
   /// `semOffset`. Returns 0, or the result of the semctl that failed.
   int Init(int size, int semSetId, int semOffset) noexcept;
+  /// Init and WrLock in one, see RWLock::InitForWriting.
+  bool InitForWriting(int size, int semSetId, int semOffset) noexcept;
   int Destroy() noexcept;
 
   int Lock() noexcept;    ///< for reading; blocks while the frame is written

@@ -27,8 +27,7 @@ void GiveWay(int tried) {
 
 }  // namespace
 
-FrameLocker::FrameLocker(RingState& ring, bool wants_oldest) noexcept
-    : ring_(ring), wants_oldest_(wants_oldest) {
+FrameLocker::FrameLocker(RingState& ring) noexcept : ring_(ring) {
   const int set_id = ring_.semaphores.SemSetId();
   for (int tried = 0; tried < kTries; ++tried) {
     state_ = kEmpty;
@@ -43,8 +42,7 @@ FrameLocker::FrameLocker(RingState& ring, bool wants_oldest) noexcept
   }
 }
 
-// Whether the counters that are held are those of the oldest unit, and that unit is not just being
-// evicted.
+// Whether the counters that are held are those of the oldest unit.
 bool FrameLocker::Take() noexcept {
   if (ring_.semaphores.OldestGroup() != group_) return false;
   const int oldest = LoadShared(ring_.oldest);
@@ -54,9 +52,6 @@ bool FrameLocker::Take() noexcept {
   }
   oldest_ = ring_.StoredUnit(oldest);
   if (oldest_ == nullptr || oldest_->GetSemOffset() != group_) return false;
-  // The latest one is never evicted: its writer is filling or testing it, and will let go.
-  if (wants_oldest_ && oldest_->GetLock().HasWriter() && LoadShared(ring_.latest) != oldest)
-    return false;
   state_ = kHeld;
   return true;
 }

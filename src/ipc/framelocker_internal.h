@@ -11,15 +11,13 @@ namespace watchpost {
 ///
 /// Which semaphores those are comes from the ring's header, never from a unit that might have been
 /// overwritten. After they are taken the header is looked at again: while it still names the group
-/// as the oldest, the unit is in place, as eviction moves the header on before it takes the
-/// counters for the last time.
+/// as the oldest, the unit is in place, as eviction moves the header on while it holds these
+/// counters.
 class FrameLocker {
  public:
   enum State { kHeld, kEmpty, kFailed };
 
-  /// `wants_oldest` when that unit is to be read: while it is being evicted there is nothing to
-  /// hold then. Otherwise holding its counters is enough, as the eviction ends with taking them.
-  FrameLocker(RingState& ring, bool wants_oldest) noexcept;
+  explicit FrameLocker(RingState& ring) noexcept;
   ~FrameLocker() { Release(); }
   FrameLocker(const FrameLocker&) = delete;
   FrameLocker& operator=(const FrameLocker&) = delete;
@@ -41,7 +39,6 @@ class FrameLocker {
   void Release() noexcept;
 
   RingState& ring_;
-  const bool wants_oldest_;
   int group_ = 0;  // whose counters are held
   DataUnit* oldest_ = nullptr;
   State state_ = kEmpty;

@@ -1,6 +1,5 @@
 #include "ipc/ringbuffer.h"
 
-#include <sched.h>
 #include <sys/ipc.h>
 #include <sys/shm.h>
 #include <syslog.h>
@@ -11,6 +10,7 @@
 
 #include "base/diagnostics_internal.h"
 #include "ipc/framelocker_internal.h"
+#include "ipc/freshgroups_internal.h"
 #include "ipc/ringlayout.h"
 #include "ipc/semaphore_internal.h"
 #include "ipc/sharedmemory.h"
@@ -19,6 +19,7 @@
 namespace {
 
 using watchpost::FrameLocker;
+using watchpost::FreshGroups;
 using watchpost::LoadShared;
 using watchpost::StoreShared;
 namespace ring = watchpost::ring;
@@ -26,11 +27,12 @@ namespace ring = watchpost::ring;
 constexpr char kLogSource[] = "ringbuffer";
 static_assert(sizeof(RingBuffer) == ring::kHeaderSize);
 
-// Every group begins with its counters free, so that a group that is not free is one that somebody
-// is at.
-bool FreeAllCounters(int set_id, int count) {
+// Every group begins with its first values, so that a group whose counters are not free is one that
+// somebody is at.
+bool SetFirstValues(int set_id, int count) {
   std::vector<unsigned short> values(static_cast<std::size_t>(count));
-  for (std::size_t i = 0; i < values.size(); i += ring::kGroup) values[i] = 1;
+  for (std::size_t i = 0; i < values.size(); i += ring::kGroup)
+    values[i + RWLock::COUNTERS] = values[i + RWLock::WRITE] = 1;
   return watchpost::SetAllSemaphores(set_id, values.data()) == 0;
 }
 
@@ -44,7 +46,10 @@ int RingBuffer::Init(int cameraId, int segmentSize) noexcept {
   StoreShared(state_.status, CAM_CONN_WAITING);
   const int count = segmentSize / ring::kBytesPerGroup * ring::kGroup;
   const bool made = state_.semaphores.Init(cameraId, count) == 0;
-  if (made && FreeAllCounters(state_.semaphores.SemSetId(), count)) return 0;
+  if (made && SetFirstValues(state_.semaphores.SemSetId(), count)) {
+    FreshGroups::Begin(state_.semaphores.SemSetId(), count / ring::kGroup);
+    return 0;
+  }
   if (made) (void)state_.semaphores.Destroy();  // failing is logged
   WP_LOG("Semaphore init failed");
   return -1;
@@ -56,6 +61,7 @@ bool RingBuffer::Fits(std::size_t segment_size) const noexcept {
 }
 
 int RingBuffer::Destroy() noexcept {
+  FreshGroups::End(state_.semaphores.SemSetId());
   if (state_.semaphores.Destroy() == 0) return 0;
   WP_LOG("Failed to delete semaphore set");
   return 1;
@@ -104,16 +110,14 @@ DataUnit* RingBuffer::WriteAlloc(int size) noexcept {
 }
 
 // Readers of the newest frame pass by the oldest unit's counters, for microseconds, one after
-// another: that one of them is there at this moment keeps no unit from going.
+// another: that one of them is there at this moment keeps no unit from going. Where room is short
+// the writer waits its turn among them.
 void RingBuffer::Evict() noexcept {
-  constexpr int kTries = 200;
-  for (int tried = 0; tried < kTries; ++tried) {
-    do {
-      errno = 0;
-    } while (DeleteOldest() == 1);
-    const bool passing_by = errno == EAGAIN;
-    if (!passing_by || PlaceFor(0).free >= ring::LeastFree(state_.capacity)) return;
-    (void)sched_yield();
+  do {
+    errno = 0;
+  } while (DeleteOldest(false) == 1);
+  if (errno != EAGAIN || PlaceFor(0).free >= ring::LeastFree(state_.capacity)) return;
+  while (DeleteOldest(true) == 1) {
   }
 }
 
@@ -121,13 +125,16 @@ void RingBuffer::Evict() noexcept {
 // whole round of the set, is at the counters to find that out; then once more.
 bool RingBuffer::Prepare(DataUnit& unit, int size, int group) noexcept {
   constexpr int kTries = 10;
+  const int set_id = state_.semaphores.SemSetId();
   for (int tried = 0; tried < kTries; ++tried) {
-    if (const int error = FrameLocker::Claim(state_.semaphores.SemSetId(), group); error != 0) {
+    if (const int error = FrameLocker::Claim(set_id, group); error != 0) {
       // A group without a unit would stay in the way of all behind it.
       if (error == EAGAIN) state_.semaphores.TakeBack();
       return false;
     }
-    if (unit.Init(size, state_.semaphores.SemSetId(), group) != 0) return false;
+    if (FreshGroups::Has(set_id, group) && unit.InitForWriting(size, set_id, group)) return true;
+    if (unit.Init(size, set_id, group) != 0) return false;
+    FreshGroups::Put(set_id, group, true);
     if (unit.WrLock() == 0) return true;
   }
   return false;
@@ -138,17 +145,18 @@ int RingBuffer::WriteFinish(DataUnit* unit) noexcept {
   DataUnit* latest = PtrFromOffset(state_.latest);
   if (latest != unit) StoreShared(state_.latest, state_.After(state_.latest, *latest));
   unit->SetTimestamp();
-  return unit->WriteUnlock();
+  // Who passes a gate that another opened gets it back when it ends (SEM_UNDO), whosever it is
+  // then.
+  if (unit->GetLock().LetReadersIn() > 0)
+    FreshGroups::Put(state_.semaphores.SemSetId(), unit->GetSemOffset(), false);
+  return 0;
 }
 
-int RingBuffer::DeleteOldest() noexcept {
+int RingBuffer::DeleteOldest(bool waits) noexcept {
   if (state_.IsEmpty()) return 0;
   DataUnit* unit = PtrFromOffset(state_.oldest);
-  if (unit->WrLock() != 0) return 0;
-  if (state_.After(state_.oldest, *unit) == state_.write) {
-    (void)unit->WriteUnlock();  // the latest one stays
-    return 0;
-  }
+  if (state_.After(state_.oldest, *unit) == state_.write) return 0;  // the latest one stays
+  if (!unit->GetLock().Exclude(waits)) return 0;
   const int next = state_.oldest + unit->UnitSize();
   if (next == state_.wrap) {
     StoreShared(state_.oldest, 0);
@@ -156,17 +164,17 @@ int RingBuffer::DeleteOldest() noexcept {
   } else {
     StoreShared(state_.oldest, next);
   }
-  // The group is given back before the lock is: a reader that still sees it as the oldest one then
-  // keeps the unit from being overwritten, by keeping its counters.
+  // The group is given back before its counters are: a reader that still sees it as the oldest one
+  // then keeps the unit from being overwritten, by keeping its counters.
   const bool freed = state_.semaphores.Free(unit->GetSemOffset()) == 0;
-  (void)unit->WriteUnlock();
+  unit->GetLock().EndExclusion();
   if (!freed) WP_LOG("Free semaphore failed");
   if (unit->Destroy() != 0) WP_LOG("Destroy data unit failed");
   return 1;
 }
 
 DataUnit* RingBuffer::ReadLatest() noexcept {
-  FrameLocker locker(state_, false);
+  FrameLocker locker(state_);
   if (locker.Outcome() == FrameLocker::kEmpty) return nullptr;
   DataUnit* unit = nullptr;
   if (locker.Outcome() == FrameLocker::kHeld) unit = state_.StoredUnit(LoadShared(state_.latest));
@@ -178,7 +186,7 @@ DataUnit* RingBuffer::ReadLatest() noexcept {
 DataUnit* RingBuffer::ReadNext(DataUnit* previous) noexcept {
   DataUnit* unit = nullptr;
   if (previous == nullptr) {
-    FrameLocker locker(state_, true);
+    FrameLocker locker(state_);
     if (locker.Outcome() == FrameLocker::kEmpty) return nullptr;
     if (locker.Outcome() == FrameLocker::kHeld && locker.Lock(*locker.Oldest())) {
       return locker.Oldest();

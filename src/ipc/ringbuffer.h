@@ -74,7 +74,7 @@ class WATCHPOST_API RingBuffer {
   };
   [[nodiscard]] Place PlaceFor(int needed) const noexcept;
   void Evict() noexcept;
-  int DeleteOldest() noexcept;
+  int DeleteOldest(bool waits) noexcept;
   bool Prepare(DataUnit& unit, int size, int group) noexcept;
   DataUnit* PtrFromOffset(int offset) noexcept;
   int OffsetFromPtr(unsigned char* address) noexcept;

@@ -80,6 +80,11 @@ std::unique_ptr<RingHost> RingHost::Create(int camera_id, int segment_size, std:
   return host;
 }
 
+bool RingHost::HasReaders() const noexcept {
+  shmid_ds status{};
+  return shmctl(segment_.Id(), IPC_STAT, &status) != 0 || status.shm_nattch > 1;
+}
+
 RingHost::Published RingHost::Publish(const unsigned char* frame, int size) noexcept {
   constexpr std::chrono::milliseconds kLongestWait{20};
   const ScopedWaitLimit limit(kLongestWait);

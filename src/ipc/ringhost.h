@@ -34,6 +34,9 @@ class WATCHPOST_API RingHost {
   /// Copies a frame into the ring. Waits for nobody for longer than 20 ms.
   Published Publish(const unsigned char* frame, int size) noexcept;
 
+  /// Whether anybody else is attached. One cheap system call.
+  [[nodiscard]] bool HasReaders() const noexcept;
+
   [[nodiscard]] RingBuffer& Ring() const { return *static_cast<RingBuffer*>(attachment_.Get()); }
 
  private:

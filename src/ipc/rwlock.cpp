@@ -1,5 +1,7 @@
 #include "ipc/rwlock.h"
 
+#include <cerrno>
+#include <chrono>
 #include <cstddef>
 #include <type_traits>
 
@@ -25,19 +27,30 @@ int RWLock::SemSignal(SEMOFFSET offset) noexcept {
   return watchpost::GiveSemaphore(set_id_, base_ + offset);
 }
 
-int RWLock::Init(int semSetId, int base) noexcept {
+void RWLock::SetRecord(int semSetId, int base, bool writing) noexcept {
   set_id_ = semSetId;
   base_ = base;
   read_requests_ = 0;
   read_grants_ = 0;
-  write_requests_ = 0;
-  write_grants_ = 0;
+  write_requests_ = writing ? 1 : 0;
+  write_grants_ = writing ? 1 : 0;
+}
+
+int RWLock::Init(int semSetId, int base) noexcept {
+  SetRecord(semSetId, base, false);
   constexpr int kFirstValues[] = {1, 1, 0, 0};  // by SEMOFFSET
   int result = 0;
   for (int offset = COUNTERS; offset <= WRITE_GO && result == 0; ++offset) {
     result = watchpost::SetSemaphore(set_id_, base_ + offset, kFirstValues[offset]);
   }
   return result;
+}
+
+bool RWLock::InitForWriting(int semSetId, int base) noexcept {
+  SetRecord(semSetId, base, true);
+  if (LockWrite(false) != 0) return false;
+  (void)UnlockCounters();
+  return true;
 }
 
 int RWLock::Destroy() noexcept {
@@ -115,13 +128,30 @@ int RWLock::TryWriteLock() noexcept {
 }
 
 int RWLock::WriteUnlock() noexcept {
+  (void)LetReadersIn();
+  return 0;
+}
+
+int RWLock::LetReadersIn() noexcept {
+  int admitted = 0;
   (void)UnlockWrite();
   (void)LockCounters(true);
   --write_requests_;
   --write_grants_;
   if (write_requests_ == 0) {
-    for (; read_grants_ < read_requests_; ++read_grants_) (void)SignalRead();
+    for (; read_grants_ < read_requests_; ++read_grants_, ++admitted) (void)SignalRead();
   }
   (void)UnlockCounters();
-  return 0;
+  return admitted;
+}
+
+bool RWLock::Exclude(bool waits) noexcept {
+  constexpr std::chrono::milliseconds kLongest{5};
+  const int taken = waits ? watchpost::TakeSemaphoreWithin(kLongest, set_id_, base_ + COUNTERS)
+                          : LockCounters(false);
+  if (taken != 0) return false;
+  if (read_requests_ == 0 && write_requests_ == 0) return true;
+  (void)UnlockCounters();
+  errno = 0;
+  return false;
 }

@@ -58,11 +58,27 @@ class WATCHPOST_API RWLock {
   /// Waits at the gate where that is needed. Whether the lock is held now.
   bool Pass(Admission admission) noexcept;
 
-  /// Whether a writer has asked; for who holds COUNTERS.
-  [[nodiscard]] bool HasWriter() const noexcept { return write_requests_ != 0; }
+  // --- What the ring's writer does in fewer calls than with the operations above, whose results
+  // these have ---
+
+  /// Init and TryWriteLock of a lock that nobody can reach yet, whose semaphores have their first
+  /// values, COUNTERS less one that the caller holds and that is given back here. False when WRITE
+  /// was not free: nothing was changed then.
+  bool InitForWriting(int semSetId, int base) noexcept;
+
+  /// WriteUnlock; how many readers it let pass the gate.
+  int LetReadersIn() noexcept;
+
+  /// Takes COUNTERS when nobody at all has asked for the lock: nobody gets it until EndExclusion.
+  /// False, with errno EAGAIN when somebody is at the counters at this moment (and stays there for
+  /// 5 ms, when it `waits`), otherwise.
+  bool Exclude(bool waits) noexcept;
+  void EndExclusion() noexcept { (void)UnlockCounters(); }
 
  private:
   static void AssertLayout();
+
+  void SetRecord(int semSetId, int base, bool writing) noexcept;
 
   /// Counts a reader, under COUNTERS; whether it was admitted.
   bool CountReader() noexcept;

@@ -49,7 +49,7 @@ void Releasing(int /*set_id*/, int /*index*/) {}
 }  // namespace
 
 ScopedWaitLimit::ScopedWaitLimit(std::chrono::milliseconds limit) noexcept {
-  wait_limit_ns = std::chrono::nanoseconds(limit).count();
+  wait_limit_ns = static_cast<long>(std::chrono::nanoseconds(limit).count());
   wait_expired = false;
 }
 
@@ -84,6 +84,14 @@ int TakeSemaphore(int set_id, int index, bool wait) noexcept {
   // Passing because of a signal would be passing without the lock.
   while (result != 0 && wait && errno == EINTR) result = semtimedop(set_id, &take, 1, bound);
   if (result != 0 && bound != nullptr && errno == EAGAIN) wait_expired = true;
+  if (result == 0) Acquired(set_id, index);
+  return result;
+}
+
+int TakeSemaphoreWithin(std::chrono::milliseconds limit, int set_id, int index) noexcept {
+  sembuf take{static_cast<unsigned short>(index), -1, SEM_UNDO};
+  const timespec bound{0, static_cast<long>(std::chrono::nanoseconds(limit).count())};
+  const int result = semtimedop(set_id, &take, 1, &bound);
   if (result == 0) Acquired(set_id, index);
   return result;
 }

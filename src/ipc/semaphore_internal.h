@@ -30,6 +30,9 @@ class ScopedWaitLimit {
   [[nodiscard]] bool HasExpired() const noexcept;
 };
 
+/// TakeSemaphore that waits for so long at most, below a second; errno is EAGAIN then.
+int TakeSemaphoreWithin(std::chrono::milliseconds limit, int set_id, int index) noexcept;
+
 /// Adds 1 with SEM_UNDO; semop's result.
 int GiveSemaphore(int set_id, int index) noexcept;
 

@@ -100,6 +100,22 @@ TEST_F(LiveRing, WatchersThatAreKilledCostNothing) {
   EXPECT_NEAR(rows[1].frames, static_cast<double>(kFps * (rows[1].stop - rows[1].start)), 2 * kFps);
 }
 
+TEST_F(LiveRing, AReaderThatHoldsTheCountersStopsNeitherRecordingNorTheEnd) {
+  RecordedCamera porch("--size 160x120 --fps 20");
+  porch.Start();
+  ASSERT_TRUE(EventuallyStatus(CAM_CONN_CONNECTED));
+  const int set = semget(IPCKeyFromCameraId(1), 0, 0);
+  const int groups = 256 * 1024 / 4096;
+  for (int group = 0; group < groups; ++group) {
+    sembuf take{static_cast<unsigned short>(4 * group), -1, IPC_NOWAIT};
+    (void)semop(set, &take, 1);  // one that is free
+  }
+  const int frames = porch.Frames();
+  porch.ExpectFrames(frames + 60);
+  porch.ExpectLog("another ring");
+  porch.Stop(SIGINT);
+}
+
 TEST_F(LiveRing, WithoutTheKernelsLeaveRecordingGoesOn) {
   RecordedCamera porch("--size 160x120 --fps 20");
   std::string error;

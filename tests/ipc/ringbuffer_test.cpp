@@ -168,6 +168,46 @@ TEST_F(RingTest, AReaderWaitsForTheFrameBeingWritten) {
   }
 }
 
+TEST_F(RingTest, AReaderThatEndsOpensNoGateOfALaterFrame) {
+  DataUnit* unit = Ring().WriteAlloc(1);
+  ASSERT_NE(unit, nullptr);
+  ForkedPeer peer([this] {
+    (void)Ring().ReadFinish(Ring().ReadLatest());
+    return pause();
+  });
+  ExpectReaderAt(unit);
+  const int group = unit->GetSemOffset();
+  ASSERT_EQ(Ring().WriteFinish(unit), 0);
+  constexpr int kReadRequests = 3;  // its word in a unit
+  const auto* words = reinterpret_cast<const volatile std::int32_t*>(unit);
+  ASSERT_TRUE(Eventually([&] { return words[kReadRequests] == 0; }));
+  do {
+    ASSERT_TRUE(Write("A"));
+    unit = Ring().WriteAlloc(1);
+    ASSERT_NE(unit, nullptr);
+    if (unit->GetSemOffset() != group) (void)Ring().WriteFinish(unit);
+  } while (unit->GetSemOffset() != group);
+  peer.Kill();
+  EXPECT_EQ(semctl(Header(28), group + RWLock::READ_GO, GETVAL), 0);
+  EXPECT_EQ(Ring().WriteFinish(unit), 0);
+}
+
+TEST_F(RingTest, ReadersThatSpinOnTheLatestCostNoFrame) {
+  Make(1 << 20);
+  ASSERT_TRUE(Write("A"));
+  std::vector<ForkedPeer> readers;
+  for (int i = 0; i < 4; ++i) {
+    readers.emplace_back([this] {
+      for (;;) (void)Ring().ReadFinish(Ring().ReadLatest());
+      return 0;
+    });
+  }
+  for (int i = 0; i < 100; ++i) {
+    std::this_thread::sleep_for(milliseconds(5));
+    ASSERT_TRUE(Write(std::string(40000, 'B'))) << i;
+  }
+}
+
 TEST_F(RingTest, TheLatestIsReadWhileAnOlderOneIsLocked) {
   DataUnit* oldest = Ring().WriteAlloc(5);
   ASSERT_EQ(Ring().WriteFinish(oldest), 0);
