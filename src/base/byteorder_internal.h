@@ -1,7 +1,9 @@
-// Little-endian numbers of file formats, whatever the host's byte order.
+// Numbers of file formats, whatever the host's byte order.
 #pragma once
 
+#include <bit>
 #include <cstdint>
+#include <cstring>
 
 namespace watchpost {
 
@@ -18,6 +20,13 @@ inline void StoreLe32(unsigned char* to, std::uint32_t value) noexcept {
 inline std::uint32_t LoadLe32(const unsigned char* from) noexcept {
   return static_cast<std::uint32_t>(from[0]) | static_cast<std::uint32_t>(from[1]) << 8 |
          static_cast<std::uint32_t>(from[2]) << 16 | static_cast<std::uint32_t>(from[3]) << 24;
+}
+
+inline std::uint64_t LoadBe64(const unsigned char* from) noexcept {
+  std::uint64_t value = 0;
+  std::memcpy(&value, from, sizeof value);
+  if constexpr (std::endian::native == std::endian::little) value = __builtin_bswap64(value);
+  return value;
 }
 
 }  // namespace watchpost

@@ -228,6 +228,8 @@ AviState RepairAvi(const char* path, std::uint16_t fps, AviContents& contents) n
   if (opened.state != kAviUnfinished) return opened.state;
   const int fd = opened.fd.Get();
   if (flock(fd, LOCK_EX | LOCK_NB) != 0) return kAviBusy;
+  struct stat status {};
+  if (fstat(fd, &status) != 0) return kAviUnreadable;
   const Frames frames = Examine(opened, contents);
   if (opened.state != kAviUnfinished || frames.sizes.empty() || contents.width == 0)
     return opened.state;
@@ -239,6 +241,9 @@ AviState RepairAvi(const char* path, std::uint16_t fps, AviContents& contents) n
                        WriteAt(fd, end, index.data(), index.size()) && fdatasync(fd) == 0 &&
                        WriteAt(fd, 0, start.data(), start.size()) && fdatasync(fd) == 0;
   contents.bytes = end + index.size();
+  // When its last frame was written is known from the file alone, also to who finds it repaired.
+  const timespec times[] = {status.st_atim, status.st_mtim};
+  (void)futimens(fd, times);
   return written ? kAviFinished : kAviUnfinished;
 }
 

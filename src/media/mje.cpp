@@ -11,6 +11,8 @@
 #include <cstdlib>
 #include <memory>
 #include <new>
+#include <span>
+#include <vector>
 
 #include "base/list.h"
 #include "base/uniquefd.h"
@@ -52,6 +54,9 @@ struct MJE_STATE {
   avi::FrameTotals totals;
   watchpost::UniqueFd fd;
   avi::Header header;
+  // Of one call, kept for the next:
+  std::vector<std::array<unsigned char, avi::kChunkHeaderSize>> heads;
+  std::vector<iovec> pieces;
 };
 
 namespace {
@@ -68,15 +73,17 @@ bool WriteAll(int fd, const unsigned char* buffer, std::size_t length) {
 }
 
 // The same for gathered pieces, in one system call unless the kernel takes less.
-template <std::size_t N>
-bool WriteAll(int fd, std::array<iovec, N> pieces) {
+bool WriteAll(int fd, std::vector<iovec>& pieces) {
+  constexpr std::size_t kMostAtOnce = 1024;  // IOV_MAX of Linux
   std::size_t first = 0;
-  while (first < N) {
-    const ssize_t n = writev(fd, pieces.data() + first, static_cast<int>(N - first));
+  while (first < pieces.size()) {
+    const std::size_t count = std::min(pieces.size() - first, kMostAtOnce);
+    const ssize_t n = writev(fd, pieces.data() + first, static_cast<int>(count));
     if (n < 0) return false;
     auto written = static_cast<std::size_t>(n);
-    while (first < N && written >= pieces[first].iov_len) written -= pieces[first++].iov_len;
-    if (first == N) break;
+    while (first < pieces.size() && written >= pieces[first].iov_len)
+      written -= pieces[first++].iov_len;
+    if (first == pieces.size()) break;
     pieces[first].iov_base = static_cast<unsigned char*>(pieces[first].iov_base) + written;
     pieces[first].iov_len -= written;
   }
@@ -150,17 +157,60 @@ void RemoveLastEntry(MJE_STATE& state) {
   state.index_back = before;
 }
 
-bool WriteChunk(const MJE_STATE& state,
-                const unsigned char* data,
-                unsigned int size,
-                std::uint32_t padding) {
-  unsigned char head[avi::kChunkHeaderSize];
-  avi::StoreChunkHead(head, avi::kFrameCode, size + padding);
-  unsigned char zeros[avi::kFrameAlignment] = {};
-  return WriteAll(state.fd.Get(),
-                  std::array{iovec{head, sizeof head},
-                             iovec{const_cast<unsigned char*>(data), size},
-                             iovec{zeros, padding}});
+// Adds entries for frames to the index; false, with none added, when memory runs out.
+bool AddEntries(MJE_STATE& state, std::span<const watchpost::FrameBytes> frames) {
+  const IndexEntry* last = state.last_entry;
+  for (std::size_t i = 0; i < frames.size(); ++i) {
+    IndexEntry* entry = AllocJpegDataToList(state);
+    if (entry == nullptr) {
+      while (i-- > 0) RemoveLastEntry(state);
+      return false;
+    }
+    entry->size = static_cast<std::uint32_t>(avi::PaddedSize(frames[i].size));
+    entry->offset =
+        last == nullptr
+            ? avi::kFirstFrameOffset
+            : static_cast<std::uint32_t>(last->offset + last->size + avi::kChunkHeaderSize);
+    last = entry;
+  }
+  return true;
+}
+
+bool WriteChunks(MJE_STATE& state, std::span<const watchpost::FrameBytes> frames) {
+  static unsigned char zeros[avi::kFrameAlignment] = {};  // never written to
+  state.heads.resize(frames.size());
+  state.pieces.clear();
+  for (std::size_t i = 0; i < frames.size(); ++i) {
+    const auto padded = static_cast<std::size_t>(avi::PaddedSize(frames[i].size));
+    avi::StoreChunkHead(state.heads[i].data(), avi::kFrameCode, static_cast<std::uint32_t>(padded));
+    state.pieces.push_back({state.heads[i].data(), state.heads[i].size()});
+    state.pieces.push_back({const_cast<unsigned char*>(frames[i].data), frames[i].size});
+    state.pieces.push_back({zeros, padded - frames[i].size});
+  }
+  return WriteAll(state.fd.Get(), state.pieces);
+}
+
+int AppendFrames(MJE_STATE& state, std::span<const watchpost::FrameBytes> frames) {
+  avi::FrameTotals totals = state.totals;
+  for (const watchpost::FrameBytes& frame : frames) {
+    if (frame.data == nullptr || frame.size == 0) return MJE_ERR_PARAM;
+    const std::uint64_t padded = avi::PaddedSize(frame.size);
+    if (!totals.HasRoomFor(padded)) return MJE_ERR_FULL;
+    totals.Add(padded);
+  }
+  if (!AddEntries(state, frames)) return MJE_ERR_MEMORY;
+  if (!WriteChunks(state, frames)) {
+    const auto end = static_cast<off_t>(state.totals.End());
+    // A file that cannot be cut keeps half a chunk behind its last frame, which finishing writes
+    // over.
+    (void)lseek(state.fd.Get(), end, SEEK_SET);
+    (void)ftruncate(state.fd.Get(), end);
+    for (std::size_t i = 0; i < frames.size(); ++i) RemoveLastEntry(state);
+    return MJE_ERR_WRITE;
+  }
+  state.last_entry = static_cast<const IndexEntry*>(state.index_back->data);
+  state.totals = totals;
+  return MJE_OK;
 }
 
 }  // namespace
@@ -185,31 +235,8 @@ int MJE_CreateCompress(MJE_HANDLE* handle,
 }
 
 int MJE_WriteFrame(MJE_HANDLE* handle, const unsigned char* data, unsigned int size) noexcept {
-  if (handle == nullptr || *handle == nullptr || data == nullptr || size == 0) return MJE_ERR_PARAM;
-  MJE_STATE& state = **handle;
-  const std::uint64_t padded = avi::PaddedSize(size);
-  const auto padding = static_cast<std::uint32_t>(padded - size);
-  if (!state.totals.HasRoomFor(padded)) return MJE_ERR_FULL;
-  IndexEntry* entry = AllocJpegDataToList(state);
-  if (entry == nullptr) return MJE_ERR_MEMORY;
-  entry->size = static_cast<std::uint32_t>(padded);
-  entry->offset = avi::kFirstFrameOffset;
-  if (state.last_entry != nullptr) {
-    entry->offset = static_cast<std::uint32_t>(state.last_entry->offset + state.last_entry->size +
-                                               avi::kChunkHeaderSize);
-  }
-  if (!WriteChunk(state, data, size, padding)) {
-    const auto end = static_cast<off_t>(state.totals.End());
-    // A file that cannot be cut keeps half a chunk behind its last frame, which finishing writes
-    // over.
-    (void)lseek(state.fd.Get(), end, SEEK_SET);
-    (void)ftruncate(state.fd.Get(), end);
-    RemoveLastEntry(state);
-    return MJE_ERR_WRITE;
-  }
-  state.last_entry = entry;
-  state.totals.Add(padded);
-  return MJE_OK;
+  const watchpost::FrameBytes frame{data, size};
+  return watchpost::WriteFrames(handle, {&frame, 1});
 }
 
 int MJE_SetAttribute(MJE_HANDLE* handle,
@@ -242,8 +269,17 @@ int MJE_FinishCompress(MJE_HANDLE* handle) noexcept {
 
 namespace watchpost {
 
+int WriteFrames(MJE_HANDLE* handle, std::span<const FrameBytes> frames) noexcept {
+  if (handle == nullptr || *handle == nullptr || frames.empty()) return MJE_ERR_PARAM;
+  return AppendFrames(**handle, frames);
+}
+
 std::uint64_t WrittenBytes(MJE_HANDLE handle) noexcept {
   return handle == nullptr ? 0 : handle->totals.End();
+}
+
+std::uint64_t FinishedBytes(MJE_HANDLE handle) noexcept {
+  return handle == nullptr ? 0 : avi::kRiffTypeAt + std::uint64_t{handle->totals.RiffSize()};
 }
 
 }  // namespace watchpost

@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 
 #include "base/export.h"
 
@@ -54,7 +55,20 @@ WATCHPOST_NODISCARD WATCHPOST_API int MJE_FinishCompress(MJE_HANDLE* handle) noe
 
 namespace watchpost {
 
+/// A frame's bytes, somebody else's.
+struct FrameBytes {
+  const unsigned char* data;
+  std::uint32_t size;
+};
+
+/// MJE_WriteFrame for each in turn, in one system call: all are written, or none.
+WATCHPOST_NODISCARD WATCHPOST_API int WriteFrames(MJE_HANDLE* handle,
+                                                  std::span<const FrameBytes> frames) noexcept;
+
 /// Bytes of the file so far, without the index that finishing adds; 0 for null.
 WATCHPOST_API std::uint64_t WrittenBytes(MJE_HANDLE handle) noexcept;
+
+/// Bytes that the file has once it is finished; 0 for null.
+WATCHPOST_API std::uint64_t FinishedBytes(MJE_HANDLE handle) noexcept;
 
 }  // namespace watchpost

@@ -1,5 +1,7 @@
 #include "motion/md.h"
 
+#include <cstring>
+#include <memory>
 #include <new>
 #include <utility>
 
@@ -20,6 +22,12 @@ struct MD_WORKSPACE {
   MD_DECODER a;
   MD_DECODER b;
   MD_AREA areas[3];
+  watchpost::DcScanner scanner;
+  /// The picture that the one that is open was read from: cameras repeat pictures, and one that was
+  /// read in fast mode is read again when the mode changes.
+  std::unique_ptr<unsigned char[]> picture;
+  int size;
+  int room;
 };
 
 namespace {
@@ -43,8 +51,8 @@ MD_RANGE** FindLink(MD_DETECTION& detection, const unsigned char range[4]) {
 }
 
 bool CreateDecoders(MD_WORKSPACE& workspace) {
-  if (!watchpost::CreateDecoder(workspace.a)) return false;
-  if (watchpost::CreateDecoder(workspace.b)) return true;
+  if (!watchpost::CreateDecoder(workspace.a, workspace.scanner)) return false;
+  if (watchpost::CreateDecoder(workspace.b, workspace.scanner)) return true;
   watchpost::DestroyDecoder(workspace.a);
   return false;
 }
@@ -81,6 +89,40 @@ int ReadNext(MD_DETECTION& detection,
       status != MD_OK)
     return status;
   return ReadCoefficients(next, detection.fast != 0);
+}
+
+// Without memory for it, the next picture is one that does not equal it.
+void KeepPicture(MD_WORKSPACE& workspace, const unsigned char* picture, int size) {
+  const auto bytes = static_cast<std::size_t>(size);
+  if (workspace.room < size) {
+    workspace.picture.reset(new (std::nothrow) unsigned char[bytes]);
+    workspace.room = workspace.picture == nullptr ? 0 : size;
+  }
+  workspace.size = workspace.picture == nullptr ? 0 : size;
+  if (workspace.size != 0) std::memcpy(workspace.picture.get(), picture, bytes);
+}
+
+bool IsRepeated(const MD_WORKSPACE& workspace, const unsigned char* picture, int size) {
+  return size == workspace.size &&
+         std::memcmp(picture, workspace.picture.get(), static_cast<std::size_t>(size)) == 0;
+}
+
+// Nothing has changed, so that nothing has to be read.
+int JudgeRepeated(MD_DETECTION& detection, MD_DECODER& reference, unsigned* level) {
+  MD_AREA(&areas)[3] = detection.workspace->areas;
+  const int status = UpdateMask(detection, areas, reference.shape);
+  return status == MD_OK ? Compare(detection, areas, reference, reference, level) : status;
+}
+
+// The reference with all its coefficients, when it was read in fast mode.
+int ReadReferenceWhole(MD_WORKSPACE& workspace, MD_DECODER& reference) {
+  if (reference.coefficients != nullptr) return MD_OK;
+  if (workspace.size == 0) return MD_ERR_MEMORY;
+  AbortPicture(reference);
+  if (!ReadHeader(reference, workspace.picture.get(), workspace.size)) return MD_ERR_JPEG;
+  const int status = ReadCoefficients(reference, false);
+  reference.open = status == MD_OK ? 1 : 0;
+  return status;
 }
 
 int EndSequence(MD_WORKSPACE& workspace) {
@@ -179,7 +221,10 @@ int MD_DetectMotion(MD_DETECTION* detection,
     a.open = b.open = 1;
     status = Compare(*detection, detection->workspace->areas, a, b, level);
     const bool judged = status != MD_ERR_JPEG && status != MD_ERR_MEMORY;
-    if (judged && FinishPicture(a)) return status;  // the next call finishes b
+    if (judged && FinishPicture(a)) {
+      KeepPicture(*detection->workspace, picture2, size2);
+      return status;  // the next call finishes b
+    }
     if (judged) status = MD_ERR_JPEG;
   }
   // Whatever state an outcome leaves the decompressors in, the next picture begins afresh.
@@ -202,6 +247,14 @@ int MD_DetectMotionSeq(MD_DETECTION* detection,
   if (reference->open == 0) std::swap(reference, next);
   const bool has_reference = reference->open != 0;
 
+  if (has_reference && IsRepeated(workspace, picture, size))
+    return JudgeRepeated(*detection, *reference, level);
+  if (has_reference && detection->fast == 0) {
+    if (const int whole = ReadReferenceWhole(workspace, *reference); whole != MD_OK) {
+      AbortPicture(*reference);
+      return whole;
+    }
+  }
   const int read = ReadNext(*detection, has_reference ? reference : nullptr, *next, picture, size);
   if (read != MD_OK) {
     AbortPicture(*next);
@@ -220,5 +273,6 @@ int MD_DetectMotionSeq(MD_DETECTION* detection,
     }
   }
   next->open = 1;
+  KeepPicture(workspace, picture, size);
   return status;
 }

@@ -30,16 +30,6 @@ const JCOEF* DcOf(const MD_DECODER& decoder, int component) {
   return dc;
 }
 
-// A whole picture beside one that was read in fast mode, whose other coefficients count as 0.
-std::uint32_t CompareWithDc(const JCOEF* blocks, const JCOEF* dc, std::uint32_t count) {
-  std::uint32_t sum = 0;
-  for (std::uint32_t i = 0; i < count; ++i) {
-    const JBLOCK block = {dc[i]};
-    sum += SumOfDifferences(block, blocks + std::size_t{i} * DCTSIZE2, DCTSIZE2);
-  }
-  return sum;
-}
-
 // Needs both recovery points set: reaching the blocks may fail.
 std::uint32_t CalComponentMAE(MD_DETECTION& detection,
                               const MD_AREA& area,
@@ -57,8 +47,6 @@ std::uint32_t CalComponentMAE(MD_DETECTION& detection,
     detection.blocks_compared[component] += blocks;
     if (fast) {
       sum += SumOfDifferences(first_dc + at, second_dc + at, blocks);
-    } else if (first.coefficients == nullptr) {
-      sum += CompareWithDc(BlocksOf(second, component, *run), first_dc + at, blocks);
     } else {
       sum += SumOfDifferences(BlocksOf(first, component, *run),
                               BlocksOf(second, component, *run),

@@ -71,7 +71,7 @@ void StoreDcOnly(jpeg_decompress_struct& info) {
 
 }  // namespace
 
-bool CreateDecoder(MD_DECODER& decoder) noexcept {
+bool CreateDecoder(MD_DECODER& decoder, DcScanner& scanner) noexcept {
   (void)SetJpegExit(&decoder.info, &decoder.errors);
   const bool created = Guarded(decoder, [&decoder] { jpeg_create_decompress(&decoder.info); });
   if (!created) return false;
@@ -81,6 +81,7 @@ bool CreateDecoder(MD_DECODER& decoder) noexcept {
   decoder.coefficients = nullptr;
   decoder.dc = nullptr;
   decoder.dc_room = 0;
+  decoder.scanner = &scanner;
   decoder.open = 0;
   return true;
 }
@@ -100,7 +101,22 @@ bool ReadHeader(MD_DECODER& decoder, const unsigned char* picture, int size) noe
   return BlocksOf(decoder.shape) * sizeof(JBLOCK) <= kMostCoefficientBytes;
 }
 
+bool MakeRoomForDc(MD_DECODER& decoder) noexcept {
+  const auto blocks = static_cast<std::size_t>(BlocksOf(decoder.shape));
+  if (decoder.dc_room >= blocks) return true;
+  delete[] decoder.dc;
+  decoder.dc = new (std::nothrow) JCOEF[blocks];
+  decoder.dc_room = decoder.dc == nullptr ? 0 : blocks;
+  return decoder.dc != nullptr;
+}
+
 int ReadCoefficients(MD_DECODER& decoder, bool fast) noexcept {
+  if (fast && !MakeRoomForDc(decoder)) return MD_ERR_MEMORY;
+  if (fast && decoder.scanner->Scan(decoder.info, decoder.dc)) {
+    decoder.coefficients = nullptr;
+    jpeg_abort_decompress(&decoder.info);
+    return MD_OK;
+  }
   const bool read = Guarded(decoder, [&decoder, fast] {
     if (fast) StoreDcOnly(decoder.info);
     decoder.coefficients = jpeg_read_coefficients(&decoder.info);
@@ -117,13 +133,7 @@ int ReadCoefficients(MD_DECODER& decoder, bool fast) noexcept {
 
 int CopyDc(MD_DECODER& decoder) noexcept {
   const MD_SHAPE& shape = decoder.shape;
-  const auto blocks = static_cast<std::size_t>(BlocksOf(shape));
-  if (decoder.dc_room < blocks) {
-    delete[] decoder.dc;
-    decoder.dc = new (std::nothrow) JCOEF[blocks];
-    decoder.dc_room = decoder.dc == nullptr ? 0 : blocks;
-    if (decoder.dc == nullptr) return MD_ERR_MEMORY;
-  }
+  if (!MakeRoomForDc(decoder)) return MD_ERR_MEMORY;
   const bool copied = Guarded(decoder, [&decoder, &shape] {
     JCOEF* to = decoder.dc;
     for (int i = 0; i < shape.count; ++i) {

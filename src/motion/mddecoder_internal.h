@@ -5,6 +5,7 @@
 #include <cstdint>
 
 #include "media/jpegmemsrc.h"
+#include "motion/dcscan_internal.h"
 
 /// What of a picture's header decides whether others can be compared with it.
 struct MD_SHAPE {
@@ -29,13 +30,14 @@ struct MD_DECODER {
   jvirt_barray_ptr* coefficients;  ///< owned by `info`; null when there is only `dc`
   JCOEF* dc;                       ///< owned; the first coefficients, component by component
   std::size_t dc_room;             ///< coefficients that `dc` has room for
+  watchpost::DcScanner* scanner;   ///< outlives the decoder
   std::uint8_t open;               ///< holds a picture that has not been finished
 };
 
 namespace watchpost {
 
-/// Creates the decompressor; false when memory runs out. Its messages go nowhere.
-bool CreateDecoder(MD_DECODER& decoder) noexcept;
+/// Creates the decompressor; false when memory runs out.
+bool CreateDecoder(MD_DECODER& decoder, DcScanner& scanner) noexcept;
 
 /// Frees everything that it holds.
 void DestroyDecoder(MD_DECODER& decoder) noexcept;
@@ -47,6 +49,9 @@ bool ReadHeader(MD_DECODER& decoder, const unsigned char* picture, int size) noe
 /// Reads all coefficients, or in fast mode the first of each block. MD_OK; MD_ERR_JPEG when the
 /// picture is broken, or MD_ERR_MEMORY: the decoder must then be aborted.
 int ReadCoefficients(MD_DECODER& decoder, bool fast) noexcept;
+
+/// Room in `dc` for a picture whose header was read; false when memory runs out.
+bool MakeRoomForDc(MD_DECODER& decoder) noexcept;
 
 /// Makes the first coefficients of a picture that was read whole stand in `dc` as well. MD_OK,
 /// MD_ERR_JPEG, MD_ERR_MEMORY.

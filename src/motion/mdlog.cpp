@@ -48,9 +48,13 @@ MDLog::~MDLog() {
 
 int MDLog::WriteLevel(int level) noexcept {
   const auto byte = static_cast<unsigned char>(level);
-  if (write(fd_, &byte, 1) != 1) return -1;
-  ++count_;
-  return 0;
+  return WriteLevels({&byte, 1});
+}
+
+int MDLog::WriteLevels(std::span<const unsigned char> levels) noexcept {
+  const ssize_t n = write(fd_, levels.data(), levels.size());
+  if (n > 0) count_ += static_cast<int>(n);
+  return n == static_cast<ssize_t>(levels.size()) ? 0 : -1;
 }
 
 void MDLog::PrintQuartet(int value) noexcept {

@@ -2,6 +2,7 @@
 // (docs/motion-log.md). Single-writer: one thread uses an object, and one object writes a log.
 #pragma once
 
+#include <span>
 #include <string>
 
 #include "base/export.h"
@@ -21,6 +22,8 @@ class WATCHPOST_API MDLog {
 
   /// Appends the low byte of `level` (0 to 100). Returns 0, or -1 when it could not be written.
   int WriteLevel(int level) noexcept;
+  /// The same for several, in one write.
+  int WriteLevels(std::span<const unsigned char> levels) noexcept;
 
   /// Writes `value` at the present position as four bytes, the least significant first. A part of
   /// the constructor and the destructor.

@@ -9,7 +9,7 @@ namespace watchpost {
 namespace {
 
 constexpr int kBlock = 8;
-constexpr int kLastBlock = 255;
+constexpr int kLastBlock = MotionSequence::kWatchedPixels / kBlock - 1;
 
 using Range = std::array<unsigned char, 4>;
 constexpr Range kEverything{0, 0, kLastBlock, kLastBlock};

@@ -31,6 +31,9 @@ class WATCHPOST_API MotionSequence {
   /// nothing as well as normal mode does, at less cost (docs/motion.md).
   static constexpr bool kUsuallyFast = true;
 
+  /// Pixels across and down that can be watched.
+  static constexpr int kWatchedPixels = 2048;
+
   /// What MotionResult::clipped means to people.
   static constexpr const char* kClippedText =
       "its picture is larger than 2048 pixels; motion is found in the first 2048 across and down "

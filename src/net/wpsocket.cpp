@@ -69,6 +69,7 @@ void WPSocket::DisConnect() noexcept {
   connected_ = false;
   offset_ = 0;
   count_ = 0;
+  more_ = false;
   buffer_.fill(0);
 }
 
@@ -107,16 +108,22 @@ bool WPSocket::Connect(const std::string& port) noexcept {
   return getsockopt(fd_, SOL_SOCKET, SO_ERROR, &error, &size) == 0 && error == 0;
 }
 
-// Fills the empty buffer with one read; count_ is then as read returned it. What has arrived
-// already is taken without waiting for it first.
+// Fills the empty buffer with one read; count_ is then as read returned it. Only where the last
+// read filled the buffer is there likely to be more without waiting for it.
 bool WPSocket::ReadAhead() noexcept {
   offset_ = 0;
-  count_ = fd_ < 1 ? -1 : static_cast<std::int32_t>(read(fd_, buffer_.data(), buffer_.size()));
-  if (count_ < 0 && fd_ > 0 && errno == EAGAIN && timeout_ >= 0 &&
-      WaitFor(fd_, POLLIN, timeout_) == Wait::kReady) {
-    count_ = static_cast<std::int32_t>(read(fd_, buffer_.data(), buffer_.size()));
-  }
+  count_ = -1;
+  if (fd_ < 1) return false;
+  if (more_ || timeout_ < 0) count_ = Read();
+  if (count_ < 0 && timeout_ >= 0 && (!more_ || errno == EAGAIN) &&
+      WaitFor(fd_, POLLIN, timeout_) == Wait::kReady)
+    count_ = Read();
+  more_ = count_ == static_cast<std::int32_t>(buffer_.size());
   return count_ > 0;
+}
+
+std::int32_t WPSocket::Read() noexcept {
+  return static_cast<std::int32_t>(read(fd_, buffer_.data(), buffer_.size()));
 }
 
 int WPSocket::ReadData(char* buf, int len) noexcept {

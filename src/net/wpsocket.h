@@ -43,6 +43,7 @@ class WATCHPOST_API WPSocket {
 
  private:
   bool ReadAhead() noexcept;
+  std::int32_t Read() noexcept;
   bool Connect(const std::string& port) noexcept;
   int Fail() noexcept;
 
@@ -55,4 +56,5 @@ class WATCHPOST_API WPSocket {
   std::int32_t port_ = -1;
   std::int32_t fd_ = -1;  // open when greater than 0
   std::int32_t timeout_ = -1;
+  bool more_ = false;  // the last read filled the buffer
 };

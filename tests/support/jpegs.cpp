@@ -54,6 +54,7 @@ Jpeg MakeJpeg(const JpegKind& kind, unsigned int seed) {
     encoder.comp_info[i].v_samp_factor = kind.components == 1 ? 1 : kind.sampling[i][1];
   }
   encoder.restart_interval = kind.restart_interval;
+  encoder.optimize_coding = kind.optimised ? TRUE : FALSE;
   if (kind.progressive) jpeg_simple_progression(&encoder);
   jpeg_start_compress(&encoder, TRUE);
   while (encoder.next_scanline < encoder.image_height) {

@@ -25,6 +25,7 @@ struct JpegKind {
   int quality = 75;
   bool progressive = false;
   unsigned int restart_interval = 0;  ///< MCUs, 0 for none
+  bool optimised = false;             ///< Huffman tables of its own
 };
 
 /// A picture of smooth shapes and grain; `seed` says which.
