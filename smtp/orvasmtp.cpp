@@ -129,7 +129,7 @@ CURLcode Deliver(const ORVASMTP& smtp, std::string& answer) {
   if (!at_once || result != CURLE_SSL_CONNECT_ERROR) return result;
   const auto left =
       std::chrono::ceil<std::chrono::seconds>(deadline - std::chrono::steady_clock::now());
-  return Send(smtp, false, std::max<long>(left.count(), 1), answer);
+  return Send(smtp, false, std::max(static_cast<long>(left.count()), 1L), answer);
 }
 
 int Fail(ORVASMTPErrorCallBack* callback, const std::string& message) {

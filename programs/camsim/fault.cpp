@@ -17,7 +17,7 @@ constexpr Name kNames[] = {
     {"stall", FaultKind::kStall, true},
     {"drop", FaultKind::kDrop, true},
     {"broken", FaultKind::kBroken, true},
-    {"rubbish", FaultKind::kRubbish, false},
+    {"invalid", FaultKind::kInvalid, false},
     {"noend", FaultKind::kNoEnd, true},
     {"padded", FaultKind::kPadded, true},
     {"slow", FaultKind::kSlow, true},
@@ -33,7 +33,7 @@ std::optional<std::uint32_t> ParseNumber(std::string_view text) {
 }  // namespace
 
 const char* const kFaultHelp =
-    "none, stall:N, drop:N, broken:N, rubbish, noend:N, padded:BYTES, slow:BYTES_A_SECOND, 401, "
+    "none, stall:N, drop:N, broken:N, invalid, noend:N, padded:BYTES, slow:BYTES_A_SECOND, 401, "
     "404 "
     "or 500";
 

@@ -13,7 +13,7 @@ enum class FaultKind {
   kStall,    ///< sends `value` frames of each stream, then nothing more
   kDrop,     ///< sends `value` frames of each stream, then closes it
   kBroken,   ///< cuts every `value`-th picture off in its middle
-  kRubbish,  ///< sends parts that are no pictures
+  kInvalid,  ///< sends parts that are no pictures
   kNoEnd,    ///< sends every `value`-th picture without its end marker
   kPadded,   ///< sends `value` zero bytes behind each picture
   kSlow,     ///< sends `value` bytes a second
@@ -28,7 +28,7 @@ struct Fault {
 /// The texts that ParseFault takes.
 extern const char* const kFaultHelp;
 
-/// Reads "none", "stall:N", "drop:N", "broken:N", "rubbish", "noend:N", "padded:N", "slow:N",
+/// Reads "none", "stall:N", "drop:N", "broken:N", "invalid", "noend:N", "padded:N", "slow:N",
 /// "401", "404" or "500".
 std::optional<Fault> ParseFault(const std::string& text);
 

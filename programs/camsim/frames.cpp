@@ -14,7 +14,7 @@ class FolderSource : public FrameSource {
   explicit FolderSource(std::vector<Jpeg> pictures) : pictures_(std::move(pictures)) {}
 
   [[nodiscard]] Jpeg Frame(std::uint64_t number) const override {
-    return pictures_[number % pictures_.size()];
+    return pictures_[static_cast<std::size_t>(number % pictures_.size())];
   }
 
  private:

@@ -73,7 +73,7 @@ class Sender {
     if (fault.kind == FaultKind::kNoEnd && number % fault.value == fault.value - 1)
       picture.resize(picture.size() - 2);
     if (fault.kind == FaultKind::kPadded) picture.resize(picture.size() + fault.value);
-    if (fault.kind == FaultKind::kRubbish) std::fill(picture.begin(), picture.end(), 'x');
+    if (fault.kind == FaultKind::kInvalid) std::fill(picture.begin(), picture.end(), 'x');
     std::string part = PartHeader(picture.size());
     part.append(reinterpret_cast<const char*>(picture.data()), picture.size());
     part += line_end_ + "--" + boundary_ + line_end_;

@@ -40,7 +40,9 @@ bool MayMove(const Camera& old, const Camera& camera, std::string& error) {
   const std::string from = old.GetStoragePath();
   const std::string to = camera.GetStoragePath();
   error = MissingFolder(old);
-  if (!error.empty() || HasUnfinishedMove(old, error)) return false;
+  if (!error.empty()) return false;
+  if (TakesMoveBack(old, to)) return true;
+  if (HasUnfinishedMove(old, error)) return false;
   if (Overlap(from, to)) {
     error = to + " overlaps " + from + ", the camera's folder";
     return false;
@@ -92,7 +94,7 @@ int Set(const Options& options) {
   camera->Validate();
   const bool unfinished = HasUnfinishedMove(old, error);
   const bool moves = camera->GetStoragePath() != old.GetStoragePath();
-  if (moves && unfinished) return Failed(error);
+  if (moves && unfinished && !TakesMoveBack(old, camera->GetStoragePath())) return Failed(error);
   if (moves || (unfinished && options.form.folder)) return Move(old, *camera);
   if (const std::string missing = MissingFolder(old); !missing.empty()) (void)Failed(missing);
   if (unfinished) (void)Failed(error);
@@ -119,7 +121,7 @@ void AddCameraSet(Group& camera) {
   AddExamples(
       verb,
       "--folder moves the recordings, with the daemon stopped; when that was cut short, the\n"
-      "same command goes on.",
+      "same command goes on, and one with the folder of before takes it back.",
       {"wpctl camera set Porch --sensitivity 80 --days 14",
        "wpctl camera set 1 --url http://192.168.1.30/video.mjpg --capacity off",
        "wpctl camera set Porch --folder /volume2/porch"});

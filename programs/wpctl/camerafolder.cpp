@@ -81,7 +81,7 @@ bool IsUnique(const Camera& camera, std::string& error) {
 
 std::string MissingFolder(const Camera& camera) {
   if (watchpost::ExamineCameraFolder(camera) != watchpost::FolderState::kMissing) return "";
-  return camera.GetStoragePath() + " is not there: is its disk mounted?";
+  return watchpost::MissingFolderText(camera.GetStoragePath());
 }
 
 }  // namespace wpctl

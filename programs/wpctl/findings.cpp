@@ -23,7 +23,7 @@ using Rows = std::map<std::string, Event>;  // by path
 
 bool Agrees(const Event& event, const watchpost::AviContents& contents) {
   return event.GetFrameCount() == static_cast<int>(contents.frames) &&
-         event.GetSize() == static_cast<int>(std::min<std::uint64_t>(contents.bytes, INT32_MAX)) &&
+         event.GetSize() == watchpost::RowSize(contents.bytes) &&
          event.GetStopTime() >= event.GetStartTime();
 }
 

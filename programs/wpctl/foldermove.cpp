@@ -28,11 +28,9 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr char kLogFolder[] = "@eaDir";
-
 // The folder of a recording's motion log.
 fs::path LogOf(const fs::path& recording) {
-  return recording.parent_path() / kLogFolder / recording.filename();
+  return recording.parent_path() / watchpost::kStreamFolder / recording.filename();
 }
 
 bool IsThere(const fs::path& path) {
@@ -157,7 +155,7 @@ class Mover {
   void RemoveOldLogs() {
     std::vector<fs::path> moved;
     std::error_code failure;
-    for (fs::directory_iterator entry(from_ / fs::path(kLogFolder), failure), end;
+    for (fs::directory_iterator entry(from_ / fs::path(watchpost::kStreamFolder), failure), end;
          !failure && entry != end;
          entry.increment(failure)) {
       const fs::path name = entry->path().filename();
@@ -209,7 +207,7 @@ bool BeginMove(Camera& camera, const std::string& from, std::string& error) {
   if (camera.Update() == 0) return Mark(camera, to, error);
   error = "the database did not take the change";
   watchpost::EndFolderMove(to);
-  (void)rmdir((to + "/.watchpost").c_str());  // what is not empty stays
+  (void)rmdir((to + "/" + watchpost::kMarkFolder).c_str());  // what is not empty stays
   (void)rmdir(to.c_str());
   return false;
 }
@@ -223,7 +221,7 @@ bool FinishMove(const Camera& camera, FolderMove& move, std::string& error) {
       watchpost::EndFolderMove(to);
       return true;
     }
-    error = from + " is not there: is its disk mounted?";
+    error = watchpost::MissingFolderText(from);
     return false;
   }
   const auto names = OwnRecordings(camera, from, false);
@@ -231,13 +229,15 @@ bool FinishMove(const Camera& camera, FolderMove& move, std::string& error) {
     error = "the database could not be read";
     return false;
   }
-  (void)unlink(watchpost::HalfMovedFile(to).c_str());  // there may be none
+  for (const std::string& folder : {to, from})
+    (void)unlink(watchpost::HalfMovedFile(folder).c_str());  // there may be none
   if (!Mover(camera, from, move, error).Run(*names)) return false;
   if (!IsSharedFolder(camera, from)) {
     Camera old = camera;
     old.SetStoragePath(from);
     watchpost::ReleaseCameraFolder(old);
   }
+  if (watchpost::UnfinishedMoveFrom(from) == to) watchpost::EndFolderMove(from);  // taken back
   move.left = RemoveIfEmpty(from);
   watchpost::EndFolderMove(to);
   return true;
@@ -249,8 +249,12 @@ bool HasUnfinishedMove(const Camera& camera, std::string& what) {
   if (from.empty()) return false;
   what = "the move of the recordings of camera " + std::to_string(camera.GetId()) + " from " +
          from + " is not finished; \"wpctl camera set " + std::to_string(camera.GetId()) +
-         " --folder " + to + "\" goes on";
+         " --folder " + to + "\" goes on, with " + from + " it is taken back";
   return true;
+}
+
+bool TakesMoveBack(const Camera& camera, const std::string& folder) {
+  return watchpost::UnfinishedMoveFrom(camera.GetStoragePath()) == folder;
 }
 
 }  // namespace wpctl

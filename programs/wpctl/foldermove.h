@@ -28,4 +28,7 @@ bool FinishMove(const Camera& camera, FolderMove& move, std::string& error);
 /// Whether a move into the camera's folder is unfinished; `what` then says so, and how it goes on.
 bool HasUnfinishedMove(const Camera& camera, std::string& what);
 
+/// Whether a move into the camera's folder is unfinished that began in `folder`.
+bool TakesMoveBack(const Camera& camera, const std::string& folder);
+
 }  // namespace wpctl

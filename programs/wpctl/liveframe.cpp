@@ -33,8 +33,7 @@ std::vector<unsigned char> LatestFrame(int camera_id) {
 }
 
 bool ExceedsWatchedPart(int width, int height) {
-  constexpr int kWatched = 2048;
-  return std::max(width, height) > kWatched;
+  return std::max(width, height) > watchpost::MotionSequence::kWatchedPixels;
 }
 
 bool ExceedsWatchedPart(const Camera& camera) {

@@ -5,6 +5,7 @@
 #include <watchpost/event/eventstore.h>
 #include <watchpost/event/recordingfile.h>
 #include <watchpost/media/avirepair.h>
+#include <watchpost/platform/orvaea.h>
 
 #include <algorithm>
 #include <filesystem>
@@ -94,14 +95,14 @@ bool IsSharedFolder(const Camera& camera, const std::string& folder) {
 }
 
 std::vector<std::string> RemoveIfEmpty(const std::string& folder) {
-  (void)rmdir((folder + "/@eaDir").c_str());  // what is not empty stays
+  (void)rmdir((folder + "/" + watchpost::kStreamFolder).c_str());  // what is not empty stays
   if (rmdir(folder.c_str()) == 0) return {};
   std::vector<std::string> left;
   std::error_code failure;
   for (fs::directory_iterator entry(folder, failure), end; !failure && entry != end;
        entry.increment(failure)) {
     const std::string name = entry->path().filename();
-    if (name != ".watchpost") left.push_back(name);
+    if (name != watchpost::kMarkFolder) left.push_back(name);
   }
   std::sort(left.begin(), left.end());
   return left;

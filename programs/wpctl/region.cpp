@@ -1,6 +1,7 @@
 // wpctl region add, list, remove: where in a camera's picture motion counts.
 
 #include <watchpost/camera/motiondetection.h>
+#include <watchpost/motion/motionsequence.h>
 #include <watchpost/service/daemonstate.h>
 
 #include <cstdio>
@@ -87,7 +88,7 @@ int Add(const Options& options) {
   }
   const std::optional<Camera> camera = FindCamera(options.camera);
   if (!camera) return kFailed;
-  constexpr int kWatched = 2048;
+  constexpr int kWatched = watchpost::MotionSequence::kWatchedPixels;
   if (region.Left() >= kWatched || region.Top() >= kWatched)
     return Failed("motion is detected in the first 2048 pixels across and down only");
   if (LiesOutside(region, *camera)) {

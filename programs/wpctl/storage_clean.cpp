@@ -2,6 +2,7 @@
 
 #include <watchpost/camera/servicefolder.h>
 #include <watchpost/event/eventfiles.h>
+#include <watchpost/platform/orvaea.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -36,7 +37,7 @@ std::vector<std::string> StrayFolders(const std::string& folder, const std::list
     const bool owned = std::any_of(cameras.begin(), cameras.end(), [&](const Camera& camera) {
       return camera.GetStoragePath() == path || camera.GetStoragePath().starts_with(path + "/");
     });
-    if (!owned && entry->path().filename() != "@eaDir") stray.push_back(path);
+    if (!owned && entry->path().filename() != watchpost::kStreamFolder) stray.push_back(path);
   }
   return stray;
 }

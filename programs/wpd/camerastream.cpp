@@ -257,7 +257,7 @@ void CameraStream::PutDeadlineOff(Clock::time_point now) {
   if (now < deadline_set_ + kGrain) return;
   deadline_set_ = now;
   itimerspec timer{};
-  timer.it_value.tv_sec = (settings_.frame_timeout + kGrain).count();
+  timer.it_value.tv_sec = static_cast<time_t>((settings_.frame_timeout + kGrain).count());
   (void)timerfd_settime(deadline_.Get(), 0, &timer, nullptr);  // cannot fail with these arguments
 }
 

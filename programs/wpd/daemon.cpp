@@ -33,12 +33,14 @@ using std::chrono::milliseconds;
 constexpr milliseconds kLongestReport{45000};
 constexpr milliseconds kReportSlice{250};
 // Together below the 5 seconds in which a daemon has to stop.
-constexpr milliseconds kFetchEnds{1500};
-constexpr milliseconds kFrameEnds{1000};
+constexpr milliseconds kFetchEnds{1200};
+constexpr milliseconds kFrameEnds{800};
+constexpr milliseconds kFolderEnds{300};
 constexpr milliseconds kSyncEnds{500};
 constexpr milliseconds kRotationEnds{300};
 constexpr milliseconds kMailsEnd{200};
-constexpr milliseconds kRowsEnd{1000};
+constexpr milliseconds kRowsEnd{800};
+constexpr milliseconds kDatabaseEnds{400};
 
 sigset_t WaitedSignals() {
   sigset_t set;
@@ -144,13 +146,13 @@ class Daemon {
     const bool fetch_ended = stream_.Stop(kFetchEnds);
     ring_.Remove();
     const bool recording_ended = recorder_.Close(kFrameEnds);
-    const bool watched = folder_.Stop(kRotationEnds);
+    const bool watched = folder_.Stop(kFolderEnds);
     const bool synced = sync_.Stop(kSyncEnds);
     const bool rotated = rotation_.Stop(kRotationEnds);
     const bool kept_free = space_.Stop(kRotationEnds);
     const bool mailed = mailer_.Stop(kMailsEnd);
     reports_.Report(DAEMON_STATUS_STOPPED);
-    const bool rows_written = database_.Flush(kRowsEnd) && database_.Stop(kRowsEnd);
+    const bool rows_written = database_.Flush(kRowsEnd) && database_.Stop(kDatabaseEnds);
     if (!rows_written) {
       rows_.Keep();
       Log("camera %d: the database did not take all rows; the next start writes them", id_);

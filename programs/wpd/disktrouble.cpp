@@ -38,11 +38,13 @@ void DiskTrouble::Suspend(const Camera& camera, const std::string& reason) {
   until_ = Clock::now() + pause_;
 }
 
-void DiskTrouble::End() {
+bool DiskTrouble::End() {
+  const bool ends = !reason_.empty();
   trouble_.End();
   (void)mail_.End();  // there is no mail for it
   pause_ = std::chrono::seconds(0);
   reason_.clear();
+  return ends;
 }
 
 DiskTrouble::State DiskTrouble::Check(const Camera& camera, Clock::time_point now) {

@@ -27,8 +27,8 @@ class DiskTrouble {
   /// As Report; recording pauses from now on.
   void Suspend(const Camera& camera, const std::string& reason);
 
-  /// A frame was written: all is well.
-  void End();
+  /// A frame was written: all is well. True when it was not before.
+  bool End();
 
   /// What keeps the camera from being recorded; empty when nothing does.
   [[nodiscard]] const std::string& Reason() const { return reason_; }

@@ -2,6 +2,8 @@
 
 #include <watchpost/event/camerafolder.h>
 
+#include <utility>
+
 #include "recovery.h"
 
 namespace wpd {
@@ -42,6 +44,23 @@ void FolderWatch::Check() {
   ready_ = state == FolderState::kReady;
 }
 
+// All that have a note, or those only that were locked the last time. False when one could not be
+// finished.
+bool FolderWatch::FinishLeftovers(const Camera& camera, bool all) {
+  bool good = true;
+  std::set<std::string> locked;
+  for (const std::string& name :
+       watchpost::NotedRecordings(camera.GetStoragePath(), camera.GetId())) {
+    if (!all && !busy_.contains(name)) continue;
+    const Leftover leftover = FinishLeftover(camera, name, rows_, beginning_);
+    if (leftover == Leftover::kBusy) locked.insert(name);
+    good = good && leftover != Leftover::kFailed;
+  }
+  busy_ = std::move(locked);
+  if (good) trouble_.End();
+  return good;
+}
+
 std::optional<WorkerThread::Clock::duration> FolderWatch::DoWork() {
   Check();
   if (!ready_) {
@@ -50,13 +69,9 @@ std::optional<WorkerThread::Clock::duration> FolderWatch::DoWork() {
   }
   const auto record = record_.Get();
   const std::string folder = record->camera.GetStoragePath();
-  const bool wanted = unfinished_.exchange(false) || folder != finished_in_;
-  if (!wanted) return kBetweenChecks;
+  const bool all = unfinished_.exchange(false) || folder != finished_in_;
   finished_in_ = folder;
-  if (FinishLeftovers(record->camera, rows_)) {
-    trouble_.End();
-    return kBetweenChecks;
-  }
+  if ((!all && busy_.empty()) || FinishLeftovers(record->camera, all)) return kBetweenChecks;
   unfinished_ = true;
   trouble_.Begin(Title(record->camera) +
                  ": a recording that was not finished cannot be: is the disk full?");

@@ -100,7 +100,7 @@ bool Recorder::HasFolder() const {
 bool Recorder::MayRecord(Clock::time_point now) {
   std::string reason;
   if (!HasFolder())
-    reason = TheCamera().GetStoragePath() + " is not there: is its disk mounted?";
+    reason = watchpost::MissingFolderText(TheCamera().GetStoragePath());
   else if (parts_.space.IsHeldBack())
     reason = "its disk is nearly full, and it has no limit that would let old recordings go";
   if (reason.empty()) return disk_.Check(TheCamera(), now) != DiskTrouble::State::kPaused;
@@ -112,7 +112,10 @@ bool Recorder::MayRecord(Clock::time_point now) {
 bool Recorder::Begin(const Frame& frame, RecordingType mode) {
   std::string error;
   const EVENT_CAUSE cause = mode == RECORDING_MOTION ? EVENT_CAUSE_MOTION : EVENT_CAUSE_CONTINUOUS;
-  recording_ = Recording::Start(TheCamera(), cause, frame, error);
+  {
+    const MutexLock lock(parts_.folder.Beginning());
+    recording_ = Recording::Start(TheCamera(), cause, frame, error);
+  }
   if (recording_ == nullptr) {
     Suspend(error);
     return false;
@@ -132,16 +135,20 @@ bool Recorder::Append(const Frame& frame, int level) {
     return true;
   }
   if (status != MJE_OK) {
-    Suspend(std::string("cannot write: ") + strerror(errno));
-    End();  // so that it can be rotated
+    StopWriting();
     return false;
   }
-  disk_.End();
+  if (disk_.End()) parts_.folder.Repair();  // what had no room for its end has it now
   if (frame.steady < next_row_) return true;
   parts_.space.OnWritten(recording_->TakeGrowth());
   parts_.rows.Put(recording_->Row(), recording_->Path(), false);
   next_row_ = frame.steady + settings_.row_interval;
   return true;
+}
+
+void Recorder::StopWriting() {
+  Suspend(std::string("cannot write: ") + strerror(errno));
+  End();  // so that it can be rotated
 }
 
 void Recorder::Suspend(const std::string& reason) {
@@ -212,10 +219,13 @@ void Recorder::OnTick() {
   if (recording_ != nullptr && !recording_->IsInPlace()) {
     const std::string name = recording_->Row().GetPath();
     End();
+    parts_.folder.Repair();  // its note may lie on a disk that is away for a moment
     if (HasFolder())
       disk_.ReportOnce(TheCamera(), name + " has gone from its folder; beginning another");
   } else if (recording_ != nullptr && TheCamera().GetCurrentSchedule() != mode_) {
     End();
+  } else if (recording_ != nullptr && recording_->WriteOverdue(Clock::now()) != MJE_OK) {
+    StopWriting();
   }
   mutex_.Unlock();
 }

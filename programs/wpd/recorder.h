@@ -71,6 +71,7 @@ class Recorder {
   bool Begin(const Frame& frame, RecordingType mode) WATCHPOST_REQUIRES(mutex_);
   bool Append(const Frame& frame, int level) WATCHPOST_REQUIRES(mutex_);
   void End() WATCHPOST_REQUIRES(mutex_);
+  void StopWriting() WATCHPOST_REQUIRES(mutex_);
   void Suspend(const std::string& reason) WATCHPOST_REQUIRES(mutex_);
   void SendMotionMail() WATCHPOST_REQUIRES(mutex_);
 

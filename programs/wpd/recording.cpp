@@ -9,26 +9,19 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cmath>
+#include <thread>
 #include <utility>
 
 namespace wpd {
 namespace {
 
-constexpr std::size_t kLevelsAtOnce = 32;
+constexpr std::size_t kMostGathered = 256 << 10;
+constexpr std::chrono::milliseconds kLongestGathered{200};
 
 // 0 when there is no such file.
 std::uint64_t InodeOf(const std::string& path) {
   struct stat status {};
   return stat(path.c_str(), &status) == 0 ? status.st_ino : 0;
-}
-
-std::uint16_t FitRate(long rate) {
-  return static_cast<std::uint16_t>(std::clamp(rate, 1L, 65535L));
-}
-
-int FitSize(std::uint64_t bytes) {
-  return static_cast<int>(std::min<std::uint64_t>(bytes, INT32_MAX));
 }
 
 }  // namespace
@@ -46,18 +39,13 @@ std::unique_ptr<Recording> Recording::Start(const Camera& camera,
   const std::string name = watchpost::CreateRecording(camera, when, error);
   if (name.empty()) return nullptr;
   std::unique_ptr<Recording> recording(new Recording(camera, cause, first, name));
-  const int status = MJE_CreateCompress(&recording->file_,
-                                        recording->path_.c_str(),
-                                        first.picture.width,
-                                        first.picture.height,
-                                        recording->nominal_rate_);
-  if (status != MJE_OK) {
+  if (!recording->Open()) {
     error = "cannot begin " + recording->path_ + ": " + strerror(errno);
     recording->Discard();  // it holds nothing yet
     return nullptr;
   }
   recording->inode_ = InodeOf(recording->path_);
-  recording->row_.SetSize(FitSize(recording->Bytes()));
+  recording->row_.SetSize(watchpost::RowSize(recording->Bytes()));
   if (camera.IsMotionLog())
     recording->levels_ = std::make_unique<MDLog>(recording->path_, camera.GetSensitivity());
   return recording;
@@ -65,7 +53,7 @@ std::unique_ptr<Recording> Recording::Start(const Camera& camera,
 
 Recording::Recording(const Camera& camera, EVENT_CAUSE cause, const Frame& first, std::string name)
     : size_(first.picture),
-      nominal_rate_(FitRate(camera.GetFPS())),
+      nominal_rate_(watchpost::FrameRate(0, 0, camera.GetFPS())),
       first_wall_(first.wall),
       first_(first.steady),
       last_(first.steady),
@@ -76,48 +64,80 @@ Recording::Recording(const Camera& camera, EVENT_CAUSE cause, const Frame& first
   row_.SetEndTime(row_.GetStartTime());
 }
 
+// Who looks at a file that is not locked yet holds its lock for a moment.
+bool Recording::Open() {
+  constexpr int kTries = 20;
+  constexpr std::chrono::milliseconds kPause{5};
+  for (int tried = 0; tried < kTries; ++tried) {
+    const int status =
+        MJE_CreateCompress(&file_, path_.c_str(), size_.width, size_.height, nominal_rate_);
+    if (status == MJE_OK) return true;
+    if (status != MJE_ERR_OPEN || errno != EWOULDBLOCK) return false;
+    std::this_thread::sleep_for(kPause);
+  }
+  return false;
+}
+
 Recording::~Recording() {
   (void)Finish();
 }  // the last chance; whoever cares has called it before
 
 int Recording::Write(const Frame& frame, int level) {
-  const int status = MJE_WriteFrame(&file_, frame.data, frame.size);
-  if (status != MJE_OK) return status;
-  if (levels_ != nullptr) pending_levels_.push_back(level);
-  if (pending_levels_.size() >= kLevelsAtOnce) WriteLevels();
-  last_ = frame.steady;
-  row_.SetFrameCount(row_.GetFrameCount() + 1);
-  // By the steady clock: the other one may be set meanwhile.
-  const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(last_ - first_);
-  row_.SetEndTime(row_.GetStartTime() + static_cast<long>(seconds.count()));
-  row_.SetSize(FitSize(Bytes()));
-  return MJE_OK;
+  if (gathered_.sizes.empty()) gathered_.first = frame.steady;
+  gathered_.bytes.insert(gathered_.bytes.end(), frame.data, frame.data + frame.size);
+  gathered_.sizes.push_back(frame.size);
+  gathered_.levels.push_back(static_cast<unsigned char>(level));
+  gathered_.last = frame.steady;
+  if (row_.GetFrameCount() == 0 || gathered_.bytes.size() >= kMostGathered) return WriteGathered();
+  return WriteOverdue(frame.steady);
 }
 
-// Writes of single bytes, a frame's time apart, would cost a tenth of what recording costs.
-void Recording::WriteLevels() {
-  for (const int level : pending_levels_) {
-    (void)levels_->WriteLevel(level);  // a log that is too short is refused when it is read
+int Recording::WriteOverdue(std::chrono::steady_clock::time_point now) {
+  const bool overdue = !gathered_.sizes.empty() && now - gathered_.first >= kLongestGathered;
+  return overdue ? WriteGathered() : MJE_OK;
+}
+
+// Frames first, so that a log never has levels of frames that are not there.
+int Recording::WriteGathered() {
+  if (gathered_.sizes.empty()) return MJE_OK;
+  std::vector<watchpost::FrameBytes> frames;
+  const unsigned char* data = gathered_.bytes.data();
+  for (const std::uint32_t size : gathered_.sizes) {
+    frames.push_back({data, size});
+    data += size;
   }
-  pending_levels_.clear();
+  const int status = watchpost::WriteFrames(&file_, frames);
+  if (status == MJE_OK) {
+    // A log that is too short is refused when it is read.
+    if (levels_ != nullptr) (void)levels_->WriteLevels(gathered_.levels);
+    last_ = gathered_.last;
+    row_.SetFrameCount(row_.GetFrameCount() + static_cast<int>(frames.size()));
+    // By the steady clock: the other one may be set meanwhile.
+    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(last_ - first_);
+    row_.SetEndTime(row_.GetStartTime() + static_cast<long>(seconds.count()));
+  }
+  gathered_.bytes.clear();
+  gathered_.sizes.clear();
+  gathered_.levels.clear();
+  row_.SetSize(watchpost::RowSize(Bytes()));
+  return status;
 }
 
 std::uint16_t Recording::MeasuredRate() const {
   const double seconds = std::chrono::duration<double>(last_ - first_).count();
-  if (row_.GetFrameCount() < 2 || seconds <= 0) return nominal_rate_;
-  return FitRate(std::lround((row_.GetFrameCount() - 1) / seconds));
+  return watchpost::FrameRate(row_.GetFrameCount(), seconds, nominal_rate_);
 }
 
 bool Recording::Finish() {
   if (file_ == nullptr) return true;
-  WriteLevels();
+  const bool all_written = WriteGathered() == MJE_OK;
   levels_.reset();
   (void)MJE_SetAttribute(&file_, size_.width, size_.height, MeasuredRate());  // all above 0
-  const bool complete = MJE_FinishCompress(&file_) == MJE_OK;
-  struct stat status {};
-  if (stat(path_.c_str(), &status) == 0)
-    row_.SetSize(FitSize(static_cast<std::uint64_t>(status.st_size)));
-  return complete;
+  // Not what is there by its name: its disk may have been unmounted.
+  const std::uint64_t bytes = watchpost::FinishedBytes(file_);
+  if (MJE_FinishCompress(&file_) != MJE_OK) return false;
+  row_.SetSize(watchpost::RowSize(bytes));
+  return all_written;
 }
 
 std::uint64_t Recording::TakeGrowth() {

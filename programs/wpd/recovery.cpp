@@ -35,43 +35,47 @@ void Discard(const Camera& camera, const std::string& name, const std::string& p
   watchpost::ForgetRecording(camera.GetStoragePath(), camera.GetId(), name);
 }
 
-// False when it is to be tried again.
-bool Finish(const Camera& camera, const std::string& name, RowWriter& rows) {
+bool IsEmpty(watchpost::AviState state, const watchpost::AviContents& contents) {
+  return state == watchpost::kAviEmpty ||
+         (state == watchpost::kAviUnfinished && contents.frames == 0);
+}
+
+}  // namespace
+
+Leftover FinishLeftover(const Camera& camera,
+                        const std::string& name,
+                        RowWriter& rows,
+                        watchpost::Mutex& beginning) {
   const std::string path = watchpost::JoinRecordingPath(camera.GetStoragePath(), name);
   watchpost::AviContents contents;
-  const watchpost::AviState state = watchpost::InspectAvi(path.c_str(), contents);
-  if (state == watchpost::kAviEmpty ||
-      (state == watchpost::kAviUnfinished && contents.frames == 0)) {
-    Discard(camera, name, path);
-    return true;
+  watchpost::AviState state = watchpost::InspectAvi(path.c_str(), contents);
+  if (IsEmpty(state, contents)) {
+    const watchpost::MutexLock lock(beginning);
+    state = watchpost::InspectAvi(path.c_str(), contents);
+    if (IsEmpty(state, contents)) {
+      Discard(camera, name, path);
+      return Leftover::kFinished;
+    }
   }
+  if (state == watchpost::kAviBusy) return Leftover::kBusy;
   Event row = RowOf(camera, name);
   if (state == watchpost::kAviFinished) {
     // Its row may not say so: the database was away, or the daemon died between the two.
     const bool differs = row.GetFrameCount() != static_cast<int>(contents.frames);
     watchpost::DescribeRecording(path, contents, differs, row);
     rows.PutRecovered(row, path);
-    return true;
+    return Leftover::kFinished;
   }
-  if (state != watchpost::kAviUnfinished) return true;  // being written, or not ours
-  if (watchpost::FinishRecording(path, camera.GetFPS(), row) != watchpost::kAviFinished)
-    return false;
+  if (state != watchpost::kAviUnfinished) return Leftover::kFinished;  // not ours
+  state = watchpost::FinishRecording(path, camera.GetFPS(), row);
+  if (state == watchpost::kAviBusy) return Leftover::kBusy;
+  if (state != watchpost::kAviFinished) return Leftover::kFailed;
   rows.PutRecovered(row, path);
-  Log("camera %d: %s was not finished before the daemon was killed; it is now, with %d pictures",
+  Log("camera %d: %s was not finished; it is now, with %d frames",
       camera.GetId(),
       name.c_str(),
       row.GetFrameCount());
-  return true;
-}
-
-}  // namespace
-
-bool FinishLeftovers(const Camera& camera, RowWriter& rows) {
-  bool all = true;
-  for (const std::string& name :
-       watchpost::NotedRecordings(camera.GetStoragePath(), camera.GetId()))
-    all = Finish(camera, name, rows) && all;
-  return all;
+  return Leftover::kFinished;
 }
 
 void NoteUnfinished(const Camera& camera) {

@@ -29,6 +29,7 @@ RowWriter::RowWriter(int camera_id, const std::string& folder, DatabaseWorker& w
   for (Event& row : journal_.Load()) {
     Entry entry;
     entry.finished = true;  // whoever wrote it is gone
+    entry.noted = true;     // but not the file, perhaps
     entry.file = watchpost::JoinRecordingPath(folder, row.GetPath());
     std::string path = row.GetPath();
     entry.row = std::move(row);
@@ -47,6 +48,7 @@ void RowWriter::Put(const Event& row, const std::string& file, bool finished) {
     entry.row.SetID(id);
     entry.file = file;
     entry.finished = finished;
+    entry.noted = false;
     if (!added) ++entry.revision;
   }
   worker_.Wake();
@@ -66,6 +68,7 @@ void RowWriter::PutRecovered(Event row, const std::string& file) {
     entry.row = std::move(row);
     entry.file = file;
     entry.finished = true;
+    entry.noted = false;
   }
   worker_.Wake();
 }
@@ -101,11 +104,20 @@ bool RowWriter::DoWork() {
     kept.row.SetID(entry.row.GetID());
     if (!written) return false;
     kept.written = entry.revision;
+    if (!done_.empty()) RemoveNotes();
     if (!kept.finished || kept.written != kept.revision) continue;
-    const std::string folder = std::filesystem::path(kept.file).parent_path();
-    watchpost::ForgetRecording(folder, entry.row.GetCameraID(), entry.row.GetPath());
+    if (!kept.noted) done_.push_back(std::move(kept));
     entries_.erase(entry.row.GetPath());
+    RemoveNotes();
   }
+}
+
+// Those on a disk that is not mounted at the moment go with a later row.
+void RowWriter::RemoveNotes() {
+  std::erase_if(done_, [](const Entry& entry) {
+    const std::string folder = std::filesystem::path(entry.file).parent_path();
+    return watchpost::ForgetRecording(folder, entry.row.GetCameraID(), entry.row.GetPath());
+  });
 }
 
 // Whether the row is in the database as it should be, or nowhere because its file has gone.

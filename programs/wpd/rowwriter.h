@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <map>
 #include <string>
+#include <vector>
 
 #include "databaseworker.h"
 #include "rowjournal.h"
@@ -38,6 +39,7 @@ class RowWriter : public DatabaseTask {
     Event row;  ///< its id is that of the database's row, once that is known
     std::string file;
     bool finished = false;
+    bool noted = false;          ///< its note stays: whether the file is finished is not known
     std::uint64_t revision = 1;  ///< of `row`
     std::uint64_t written = 0;   ///< revision that the database holds
   };
@@ -46,12 +48,14 @@ class RowWriter : public DatabaseTask {
   [[nodiscard]] bool HasWork() override;
   bool DoWork() override;
   Entry* NextDirty() WATCHPOST_REQUIRES(mutex_);
+  void RemoveNotes() WATCHPOST_REQUIRES(mutex_);
   static bool Store(Entry& entry);
 
   RowJournal journal_;
   DatabaseWorker& worker_;
   watchpost::Mutex mutex_;
   Entries entries_ WATCHPOST_GUARDED_BY(mutex_);
+  std::vector<Entry> done_ WATCHPOST_GUARDED_BY(mutex_);    // but for their notes
   bool journal_kept_ WATCHPOST_GUARDED_BY(mutex_) = false;  // there are rows in the journal
 };
 

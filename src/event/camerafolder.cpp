@@ -19,13 +19,12 @@
 namespace watchpost {
 namespace {
 
-constexpr char kMark[] = ".watchpost";
 constexpr char kMoveNote[] = "/moving-from";
 constexpr char kHalfMoved[] = "/moving";
 constexpr int kOldNote = 60;  // seconds
 
 std::string MarkOf(const std::string& folder) {
-  return folder + "/" + kMark;
+  return folder + "/" + kMarkFolder;
 }
 
 std::string PrefixOf(int camera_id) {
@@ -166,8 +165,9 @@ std::string CreateRecording(const Camera& camera, time_t when, std::string& erro
   return "";
 }
 
-void ForgetRecording(const std::string& folder, int camera_id, const std::string& name) {
-  (void)unlink(NoteOf(folder, camera_id, name).c_str());  // there may be none
+bool ForgetRecording(const std::string& folder, int camera_id, const std::string& name) {
+  return unlink(NoteOf(folder, camera_id, name).c_str()) == 0 ||
+         (errno == ENOENT && IsMarkedFolder(folder));
 }
 
 std::vector<std::string> NotedRecordings(const std::string& folder, int camera_id) {

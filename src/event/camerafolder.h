@@ -24,6 +24,14 @@ enum class FolderState {
 /// Cheap: looks at the folder and at what this machine remembers of it.
 WATCHPOST_API FolderState ExamineCameraFolder(const Camera& camera);
 
+/// The subfolder that is the mark, and holds the notes.
+inline constexpr char kMarkFolder[] = ".watchpost";
+
+/// The message about a folder that is not there.
+inline std::string MissingFolderText(const std::string& folder) {
+  return folder + " is not there: is its disk mounted?";
+}
+
 /// Whether the folder is there and marked: a file that is missing from it has been removed, and
 /// does not lie on a disk that is not mounted.
 WATCHPOST_API bool IsMarkedFolder(const std::string& folder);
@@ -61,8 +69,9 @@ WATCHPOST_API bool NoteRecording(const std::string& folder, int camera_id, const
 /// `error` filled, when it cannot. Never makes the folder.
 WATCHPOST_API std::string CreateRecording(const Camera& camera, time_t when, std::string& error);
 
-/// Removes the note: the row says all.
-WATCHPOST_API void ForgetRecording(const std::string& folder,
+/// Removes the note: the row says all. False when it may still be there, as on a disk that is not
+/// mounted.
+WATCHPOST_API bool ForgetRecording(const std::string& folder,
                                    int camera_id,
                                    const std::string& name);
 

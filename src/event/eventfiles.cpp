@@ -21,7 +21,6 @@
 namespace {
 
 constexpr char kLogSource[] = "eventutils";
-constexpr char kAttributes[] = "@eaDir";
 
 std::string Delete() {
   return std::string("DELETE FROM ") + gszTableEvent;
@@ -130,7 +129,7 @@ int ClearObsoleteDir() noexcept {
       return camera.GetStoragePath() == entry ||
              watchpost::UnfinishedMoveFrom(camera.GetStoragePath()) == entry;
     });
-    if (kept || LastName(entry) == kAttributes) continue;
+    if (kept || LastName(entry) == watchpost::kStreamFolder) continue;
     const std::string target = trash + "/" + LastName(entry);
     (void)ORVAEARemove(entry.c_str());  // there may be none
     if (std::rename(entry.c_str(), target.c_str()) < 0)

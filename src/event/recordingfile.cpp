@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <array>
 #include <cctype>
+#include <cmath>
+#include <cstdint>
 #include <filesystem>
 
 namespace watchpost {
@@ -43,6 +45,15 @@ std::uint64_t DiskUsage(const std::string& path) noexcept {
   struct stat status {};
   return stat(path.c_str(), &status) == 0 ? static_cast<std::uint64_t>(status.st_blocks) * kBlock
                                           : 0;
+}
+
+int RowSize(std::uint64_t bytes) noexcept {
+  return static_cast<int>(std::min<std::uint64_t>(bytes, INT32_MAX));
+}
+
+std::uint16_t FrameRate(int frames, double seconds, int usual) noexcept {
+  const double rate = frames < 2 || seconds <= 0 ? usual : (frames - 1) / seconds;
+  return static_cast<std::uint16_t>(std::lround(std::clamp(rate, 1.0, 65535.0)));
 }
 
 std::optional<std::string> RecordingPath(const std::string& folder, const std::string& name) {

@@ -38,4 +38,11 @@ WATCHPOST_API bool IsRecordingName(const std::string& name);
 /// moments where summer time ends. Nothing for other names.
 WATCHPOST_API std::optional<long> StartOfRecording(const std::string& name) noexcept;
 
+/// Bytes as a row has them: 2 GiB less one stands for more.
+WATCHPOST_API int RowSize(std::uint64_t bytes) noexcept;
+
+/// Frames a second, as a file's header has them, of so many frames from the first to the last of
+/// which `seconds` pass; `usual` when these do not say.
+WATCHPOST_API std::uint16_t FrameRate(int frames, double seconds, int usual) noexcept;
+
 }  // namespace watchpost

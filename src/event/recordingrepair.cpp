@@ -3,7 +3,6 @@
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <cmath>
 #include <cstdint>
 
 #include "event/recordingfile.h"
@@ -18,17 +17,11 @@ long ChangedAt(const std::string& path) {
   return stat(path.c_str(), &status) == 0 ? status.st_mtime : 0;
 }
 
-std::uint16_t RateOf(const Event& event, int usual_rate) {
-  const auto seconds = static_cast<double>(event.GetStopTime() - event.GetStartTime());
-  const double rate = seconds > 0 ? (event.GetFrameCount() - 1) / seconds : usual_rate;
-  return static_cast<std::uint16_t>(std::clamp(std::lround(rate), 1L, 65535L));
-}
-
 void FillContents(const AviContents& contents, Event& event) {
   event.SetFrameCount(static_cast<int>(contents.frames));
   event.SetVideoWidth(contents.width);
   event.SetVideoHeight(contents.height);
-  event.SetSize(static_cast<int>(std::min<std::uint64_t>(contents.bytes, INT32_MAX)));
+  event.SetSize(RowSize(contents.bytes));
 }
 
 }  // namespace
@@ -49,7 +42,9 @@ AviState FinishRecording(const std::string& path, int usual_rate, Event& event) 
   const AviState state = InspectAvi(path.c_str(), contents);
   if (state != kAviUnfinished || contents.frames == 0) return state;
   DescribeRecording(path, contents, true, event);
-  const AviState repaired = RepairAvi(path.c_str(), RateOf(event, usual_rate), contents);
+  const auto seconds = static_cast<double>(event.GetStopTime() - event.GetStartTime());
+  const AviState repaired =
+      RepairAvi(path.c_str(), FrameRate(event.GetFrameCount(), seconds, usual_rate), contents);
   if (repaired != kAviFinished) return repaired;
   (void)RepairMotionLog(path, static_cast<int>(contents.frames));  // there may be none
   FillContents(contents, event);  // not the times: the repair has changed the file

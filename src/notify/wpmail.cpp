@@ -89,10 +89,16 @@ void LetAlarmEnd() {
   (void)pthread_sigmask(SIG_SETMASK, &signals, nullptr);
 }
 
+// Locks on files, and connections, belong to whoever forked: they must not outlast it.
+void DropDescriptors() {
+  (void)close_range(STDERR_FILENO + 1, ~0U, 0);  // cannot fail with these arguments
+}
+
 // Of a process with many threads, a fork takes over the C library's locks as they are: one that
 // another thread holds is never released. Goes through those that sending will take, and is ended
 // by the timer when it hangs at one.
 void ProveLocks() {
+  DropDescriptors();
   LetAlarmEnd();
   itimerval limit{};
   limit.it_value.tv_usec = kLongestProof;
@@ -100,7 +106,7 @@ void ProveLocks() {
   const time_t now = time(nullptr);
   tm local{};
   (void)localtime_r(&now, &local);
-  (void)setlogmask(0);  // changes nothing
+  closelog();  // its descriptor is gone, or another file's by now
   for (std::size_t size = 8; size <= 1U << 20; size *= 2) {
     void* volatile memory = std::malloc(size);
     std::free(memory);
@@ -122,6 +128,8 @@ void BecomeDetached() {
   LetAlarmEnd();
   (void)alarm(kLongestLife);
   ErrOLIBFileCloseLock();
+  closelog();
+  DropDescriptors();
   const int null = open("/dev/null", O_RDWR);
   for (int fd = 0; fd <= STDERR_FILENO && null >= 0; ++fd) (void)dup2(null, fd);
   if (null > STDERR_FILENO) (void)close(null);

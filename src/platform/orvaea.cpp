@@ -12,8 +12,6 @@
 
 namespace {
 
-constexpr char kFolderName[] = "@eaDir";
-
 struct StreamPlace {
   std::string parent;  // D/@eaDir
   std::string folder;  // D/@eaDir/F
@@ -26,7 +24,8 @@ std::optional<StreamPlace> PlaceOf(const char* path) {
   const std::string name = slash == std::string::npos ? file : file.substr(slash + 1);
   if (name.empty() || name == "." || name == "..") return std::nullopt;
   StreamPlace place;
-  place.parent = (slash == std::string::npos ? "" : file.substr(0, slash + 1)) + kFolderName;
+  place.parent =
+      (slash == std::string::npos ? "" : file.substr(0, slash + 1)) + watchpost::kStreamFolder;
   place.folder = place.parent + "/" + name;
   return place;
 }

@@ -15,3 +15,10 @@ WATCHPOST_API int ORVAEAOpen(const char* path, const char* stream, int flags) no
 WATCHPOST_API int ORVAEARemove(const char* path) noexcept;
 
 }  // extern "C"
+
+namespace watchpost {
+
+/// The folder beside a file that holds the streams.
+inline constexpr char kStreamFolder[] = "@eaDir";
+
+}  // namespace watchpost

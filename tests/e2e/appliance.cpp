@@ -1,5 +1,7 @@
 #include "e2e/appliance.h"
 
+#include <sys/wait.h>
+
 #include <fstream>
 
 #include "base/byteorder_internal.h"
@@ -162,7 +164,10 @@ void Appliance::KillDatabase() {
   pid_t pid = 0;
   ASSERT_TRUE(std::ifstream(server_ / "data/postmaster.pid") >> pid);
   ASSERT_EQ(kill(pid, SIGKILL), 0);
-  ASSERT_TRUE(Eventually([pid] { return kill(pid, 0) != 0; }));
+  ASSERT_TRUE(Eventually([pid] {
+    (void)waitpid(pid, nullptr, WNOHANG);  // it may be a child of the test's
+    return kill(pid, 0) != 0;
+  }));
 }
 
 std::vector<std::string> ReadFrames(const std::string& path) {

@@ -14,7 +14,7 @@ TEST_F(Crash, CostsNoFrameThatWasWritten) {
   std::vector<long> killed;
   for (int i = 0; i < crashes; ++i) {
     porch.Start();
-    std::this_thread::sleep_for(milliseconds(300 + random() % 1700));
+    std::this_thread::sleep_for(milliseconds(600 + random() % 1400));
     killed.push_back(time(nullptr));
     porch.Kill();
   }

@@ -1,9 +1,7 @@
 // A service that is left alone: the disk never fills, and mails say what happens.
-#include <sched.h>
-#include <sys/mount.h>
-#include <sys/statvfs.h>
-
 #include "e2e/appliance.h"
+#include "e2e/privatedisk.h"
+#include "support/fakecamera.h"
 #include "support/jpegs.h"
 #include "support/mailserver.h"
 
@@ -61,29 +59,33 @@ TEST_F(Mailed, OnceForEachThingThatMatters) {
   EXPECT_EQ(HowOften("connection to Porch resumed"), 1);
 }
 
+TEST_F(Mailed, AMailThatTakesLongKeepsNothingOfTheDaemon) {
+  FakeCamera silent({""}, FakeCamera::After::kHold, FakeCamera::First::kCamera);
+  Do("mail set --server 127.0.0.1 --to a@x.org --port " + std::to_string(silent.Port()));
+  RecordedCamera porch("--size 160x120 --fps 25");
+  const std::size_t before = silent.Requests().size();  // "was added"
+  Do("schedule set Porch 'all motion'");
+  porch.Start();
+  EXPECT_TRUE(Eventually([&] { return silent.Requests().size() > before; }));
+  porch.Kill();
+  porch.Start();
+  porch.ExpectLog("was not finished");
+  porch.Stop();
+  porch.ExpectRowsAndFilesAgree();
+}
+
 // Its storage is a small disk of its own, which goes with the process.
 class SmallDisk : public Appliance {
  protected:
   SmallDisk() : Appliance("cut_mebibytes=1\nmail_steady_seconds=1\n") {
-    EXPECT_EQ(unshare(CLONE_NEWNS), 0);
-    EXPECT_EQ(mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr), 0);
-    fs::create_directories(volume_);
-    EXPECT_EQ(mount("watchpost-test", volume_.c_str(), "tmpfs", 0, "size=16m"), 0);
     // Two sizes of picture in turn make a recording of each picture.
     for (int i = 0; i < 8; ++i) {
       const Jpeg jpeg = MakeJpeg({320 + i % 2 * 16, 240}, static_cast<unsigned>(i));
       WriteFile(pictures_ / (std::to_string(i) + ".jpg"), {jpeg.begin(), jpeg.end()});
     }
   }
-  ~SmallDisk() override { EXPECT_EQ(umount2(volume_.c_str(), MNT_DETACH), 0); }
 
-  [[nodiscard]] double FreeShare() const {
-    struct statvfs status {};
-    EXPECT_EQ(statvfs(volume_.c_str(), &status), 0);
-    return static_cast<double>(status.f_bavail) / static_cast<double>(status.f_blocks);
-  }
-
-  std::string volume_ = root_ / "volume1";
+  PrivateDisk disk_{root_ / "volume1", "16m"};
   TempDir pictures_;
 };
 
@@ -99,7 +101,7 @@ TEST_F(SmallDisk, KeepsTheNewestAndNeverFills) {
   Do("event archive " + std::to_string(porch.Rows().at(1).id));
   double least = 1;
   const auto enough = [&] {
-    least = std::min(least, FreeShare());
+    least = std::min(least, disk_.FreeShare());
     return std::atoi(Psql("SELECT max(id) FROM event").c_str()) > 800;
   };
   EXPECT_TRUE(Eventually(enough, seconds(60))) << porch.Log().substr(0, 3000);

@@ -1,5 +1,6 @@
 // What owners do to an installation, and what happens to their disks, without a crash.
 #include "e2e/appliance.h"
+#include "e2e/privatedisk.h"
 
 namespace {
 
@@ -59,6 +60,25 @@ TEST_F(Mishap, AnUnfinishedFileIsFoundWhateverItsName) {
   porch.Stop();
   porch.ExpectRowsAndFilesAgree();
   EXPECT_TRUE(fs::is_empty(porch.Folder() + "/.watchpost"));
+}
+
+TEST_F(Mishap, ARowThatWaitedDoesNotHideThatItsFileIsUnfinished) {
+  RecordedCamera porch("--fps 20 --size 160x120");
+  porch.Start();
+  porch.ExpectFrames(20);
+  KillDatabase();
+  porch.ExpectLog("does not answer");
+  const std::string journal = root_ / "var/lib/orva/wpd-1.rows";
+  EXPECT_TRUE(Eventually([&] { return fs::exists(journal); }));
+  porch.Kill();
+  StartDatabase();
+  fs::rename(porch.Folder(), root_ / "unmounted");
+  porch.Start();
+  EXPECT_TRUE(Eventually([&] { return !fs::exists(journal); }));
+  fs::rename(root_ / "unmounted", porch.Folder());
+  porch.ExpectLog("was not finished");
+  porch.Stop();
+  porch.ExpectRowsAndFilesAgree();
 }
 
 TEST_F(Mishap, ADeletedRecordingStaysDeletedWhileItsRowWaits) {
@@ -123,6 +143,24 @@ TEST_F(Mishap, WhatAPersonHasKeptStays) {
   for (const char* camera : {"Taken", "Porch", "Moved"})
     EXPECT_EQ(ReadFile(Folder(camera) + "/letter.txt"), "precious");
   EXPECT_FALSE(fs::exists(Folder("Moved") + "/" + file));
+}
+
+TEST_F(Mishap, AMoveToADiskThatIsTooSmallIsTakenBack) {
+  RecordedCamera porch("--fps 60");
+  for (int i = 0; i < 2; ++i) {
+    porch.Start();
+    porch.ExpectFrames(60 * (i + 1));
+    porch.Stop();
+  }
+  const PrivateDisk small(root_ / "volume2", "2m");
+  const std::string there = root_ / "volume2/porch";
+  const Result refused = Ctl("camera set Porch --folder " + there);
+  ASSERT_EQ(refused.status, 1) << refused.output;
+  EXPECT_THAT(refused.errors, AllOf(HasSubstr("No space left"), HasSubstr("taken back")));
+  Do("camera set Porch --folder " + porch.Folder());
+  porch.ExpectRowsAndFilesAgree();
+  EXPECT_FALSE(fs::exists(there));
+  Do("storage check");
 }
 
 TEST_F(Mishap, AStrangersLockIsNotADaemon) {

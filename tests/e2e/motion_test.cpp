@@ -1,4 +1,6 @@
 #include "e2e/appliance.h"
+#include "media/jpegsize.h"
+#include "support/jpegs.h"
 
 namespace {
 
@@ -80,7 +82,7 @@ TEST_F(Motion, TroubleIsNoMotion) {
   Do("schedule set Porch 'all motion'");
   Do("camera set Porch --sensitivity 90");
   porch.Start();
-  for (const char* fault : {"drop:15", "rubbish", "none"}) {
+  for (const char* fault : {"drop:15", "invalid", "none"}) {
     porch.Fault(fault);
     std::this_thread::sleep_for(milliseconds(1500));
   }
@@ -89,6 +91,53 @@ TEST_F(Motion, TroubleIsNoMotion) {
   porch.Fault("broken:1");
   EXPECT_TRUE(Eventually([&] { return porch.Rows().size() == 1; })) << porch.Log();
   EXPECT_THAT(porch.Log(), HasSubstr("damaged frames"));
+  porch.Stop();
+}
+
+TEST_F(Motion, FramesOfAnotherSizeFromBeforeItGoIntoAFileOfTheirOwn) {
+  const TempDir pictures;
+  for (int i = 0; i < 60; ++i) {  // stills, and then something that moves in wider ones
+    const bool wide = i >= 30;
+    const Jpeg jpeg = MakeJpeg({wide ? 320 : 160, 120}, wide ? static_cast<unsigned>(i) : 0);
+    WriteFile(pictures / (std::to_string(100 + i) + ".jpg"), {jpeg.begin(), jpeg.end()});
+  }
+  RecordedCamera porch("--fps 20 --frames " + pictures.Path());
+  Do("schedule set Porch 'all motion'");
+  porch.Start();
+  EXPECT_TRUE(Eventually([&] { return porch.Frames() > 60; })) << porch.Log();
+  porch.Stop();
+  for (const Row& row : porch.Rows()) {
+    ExpectWhole(row);
+    for (const std::string& frame : ReadFrames(row.file)) {
+      const auto* data = reinterpret_cast<const unsigned char*>(frame.data());
+      EXPECT_EQ(ReadJpegSize(data, frame.size())->width, row.width) << row.path;
+    }
+  }
+}
+
+TEST_F(Motion, RegionsThatCannotBeReadStayAsTheyAre) {
+  RecordedCamera porch("--scene noise --fps 20 --size 160x120");
+  Do("schedule set Porch 'all motion'");
+  Do("camera set Porch --sensitivity 90");
+  Do("region add Porch corner 0,0,15,15");
+  porch.Start();
+  Psql("ALTER TABLE motion RENAME TO away");
+  Do("camera set Porch --sensitivity 91");
+  Refused("region add Porch other 16,16,31,31");
+  std::this_thread::sleep_for(seconds(1));
+  Psql("ALTER TABLE away RENAME TO motion");
+  EXPECT_EQ(DoJson("region list Porch").size(), 1U);
+  EXPECT_EQ(Psql("SELECT count(*) FROM motion"), "1");
+  porch.Stop();
+}
+
+TEST_F(Motion, WhatLiesBeyondWhatIsWatchedIsSaid) {
+  RecordedCamera porch("--size 2400x160 --fps 10");
+  porch.Start();
+  porch.ExpectLog("larger than 2048 pixels");
+  EXPECT_THAT(Ctl("doctor").output, HasSubstr("larger than 2048 pixels"));
+  const Result tuned = Ctl("camera tune Porch --seconds 1");
+  EXPECT_THAT(tuned.output + tuned.errors, HasSubstr("larger than 2048 pixels"));
   porch.Stop();
 }
 

@@ -1,6 +1,7 @@
 #include <list>
 
 #include "e2e/appliance.h"
+#include "e2e/shiftedclock.h"
 
 namespace {
 
@@ -124,6 +125,39 @@ TEST_F(Recording, TakesOverChangedSettings) {
   EXPECT_EQ(porch.Rows().at(1).width, 320);
   EXPECT_THAT(porch.Rows().at(1).path, StartsWith("new '$("));
   porch.Stop(SIGINT);
+}
+
+TEST_F(Recording, IsCutWhenTheClockStepsAndLastsByTheSteadyOne) {
+  const ShiftedClock clock(root_ / "clock");
+  RecordedCamera porch("--fps 20 --size 160x120");
+  {
+    const ShiftedClock::Scope scope(clock);
+    porch.Start();
+  }
+  constexpr int kSpell = 3;
+  for (const int offset : {0, 3600, 0, -10, -86400}) {
+    clock.Set(offset);
+    std::this_thread::sleep_for(seconds(kSpell));
+  }
+  porch.Stop();
+  const std::vector<Row> rows = porch.Rows();
+  ASSERT_THAT(rows, SizeIs(5)) << porch.Log();
+  for (const Row& row : rows) {
+    EXPECT_THAT(row.stop - row.start, AllOf(Ge(0), Le(kSpell + 1)));
+    EXPECT_GT(row.frames, 20);
+  }
+  EXPECT_LT(rows[4].stop, rows[0].start);
+  porch.ExpectRowsAndFilesAgree();
+}
+
+TEST_F(Recording, IsCutAtATenthOfItsCamerasLimit) {
+  RecordedCamera porch("--fps 60");
+  Do("camera set Porch --capacity 10");
+  porch.Start();
+  EXPECT_TRUE(Eventually([&] { return porch.Rows().size() >= 4; })) << porch.Log();
+  porch.Stop();
+  for (const Row& row : porch.Rows())
+    EXPECT_LE(row.bytes, static_cast<std::size_t>((1 << 20) + 16 * row.frames + 300));
 }
 
 class ShortRecording : public Appliance {

@@ -82,7 +82,7 @@ TEST_F(Service, HelpsWithCamerasWhoseAddressIsNotKnown) {
   for (const auto& [fault, text] : {std::pair{"none", "320x240 where its record says 640x480"},
                                     {"401", "refuses user name and password"},
                                     {"404", "refuses the stream"},
-                                    {"rubbish", "that can be read"}}) {
+                                    {"invalid", "that can be read"}}) {
     camera.Fault(fault);
     EXPECT_THAT(Refused("camera verify Made"), HasSubstr(text));
   }

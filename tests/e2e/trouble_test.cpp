@@ -45,7 +45,7 @@ TEST_F(Trouble, ADeadDatabaseCostsNoFrameAndNoRow) {
 
 TEST_F(Trouble, CamerasThatMisbehaveAreLoggedOnceAndRecordedAgain) {
   const std::vector<std::string> faults{
-      "stall:5", "drop:5", "rubbish", "slow:200", "401", "404", "500"};
+      "stall:5", "drop:5", "invalid", "slow:200", "401", "404", "500"};
   std::vector<RecordedCamera> cameras;
   for (const std::string& fault : faults) {
     cameras.emplace_back("--fps 20 --size 160x120", "c" + fault);
@@ -96,6 +96,47 @@ TEST_F(Trouble, AFileThatIsTakenAwayIsFollowedByAnother) {
   porch.ExpectLog("has gone from its folder");
   porch.Stop(SIGINT);
   ExpectWhole(porch.Rows().at(1));
+}
+
+TEST_F(Trouble, ACameraThatComesAndGoesIsRecordedWhileItIsThere) {
+  RecordedCamera porch("--fps 20 --size 160x120 --fault drop:20");
+  porch.Start();
+  std::this_thread::sleep_for(seconds(12));
+  porch.Stop();
+  EXPECT_GE(porch.Frames(), 12 * 20 / 2) << "a second each, and a moment in between";
+}
+
+TEST_F(Trouble, AStatusThatWasRefusedOnceComesBack) {
+  ASSERT_EQ(Psql("ALTER TABLE camerastatus ADD CONSTRAINT never CHECK (false)"), "ALTER TABLE");
+  RecordedCamera porch("--fps 20 --size 160x120");
+  porch.Start();
+  porch.ExpectFrames(10);
+  ASSERT_EQ(Psql("ALTER TABLE camerastatus DROP CONSTRAINT never"), "ALTER TABLE");
+  EXPECT_TRUE(Eventually([] { return Psql("SELECT status FROM camerastatus") == "2"; }))
+      << porch.Log();
+  porch.Stop();
+  EXPECT_EQ(Psql("SELECT status FROM camerastatus"), "4");
+}
+
+TEST_F(Trouble, CamerasInOneFolderKeepTheirOwnRecordings) {
+  RecordedCamera porch("--fps 20 --size 160x120", "Porch");
+  RecordedCamera yard("--fps 20 --size 320x240", "Yard");
+  Psql("UPDATE camera SET storagepath = " + Quoted(porch.Folder()) + " WHERE id = " + yard.Id());
+  porch.Start();
+  yard.Start();
+  EXPECT_TRUE(Eventually([&] { return porch.Frames() > 20 && yard.Frames() > 20; }));
+  porch.Kill();
+  yard.Kill();
+  for (RecordedCamera* camera : {&yard, &porch}) {
+    camera->Start();
+    camera->ExpectLog("was not finished");
+    camera->ExpectFrames(40);
+    camera->Stop();
+  }
+  for (const auto& [camera, width] : {std::pair{&porch, 160}, {&yard, 320}}) {
+    ASSERT_THAT(camera->Rows(), SizeIs(2)) << camera->Log();
+    for (const Row& row : camera->Rows()) EXPECT_EQ(row.width, width);
+  }
 }
 
 TEST_F(Trouble, PartsThatAreNoPicturesCostNeitherLinesNorProcessorTime) {

@@ -62,6 +62,21 @@ TEST_F(Wpctl, KeepsCamerasAsTheyWereWritten) {
   EXPECT_EQ(DoJson("camera list").size(), 0U);
 }
 
+TEST_F(Wpctl, WorksWhateverItsSurroundings) {
+  const ScopedEnv service("PGSERVICE", "elsewhere");
+  const ScopedEnv options("PGOPTIONS", "-c search_path=nowhere");
+  Do("camera add 'Porch\xC2\x9B' http://127.0.0.1:9/video.mjpg");
+  EXPECT_THAT(Do("camera list"), Not(HasSubstr("\xC2\x9B"))) << "a control character";
+  Do("camera set 1 --sensitivity 50");
+  EXPECT_THAT(Do("camera set 1 --sensitivity 50"), HasSubstr("nothing to change"));
+  // A parent that ignores its children's ends.
+  EXPECT_EQ(
+      RunProgram("sh -c 'trap \\'\\' CHLD; exec " + Program("wpctl") + " camera remove 1 --yes'")
+          .status,
+      0);
+  EXPECT_EQ(DoJson("camera list").size(), 0U);
+}
+
 TEST_F(Wpctl, AnswersWrongArgumentsInALine) {
   for (const char* arguments : {"",
                                 "camera",

@@ -6,6 +6,16 @@
 
 namespace watchpost::test {
 
+/// Listens on a free port of loopback, which goes to `port`; connections wait in a queue of so
+/// many.
+UniqueFd ListenOnLoopback(int queue, int& port);
+
+/// What a client sends up to the end of its request's head; less when it is silent for a second.
+std::string ReadRequest(int fd);
+
+/// False when the other side has closed before it took all bytes.
+bool SendAll(int fd, const std::string& bytes);
+
 class FakeCamera {
  public:
   enum class After { kClose, kHold };
