@@ -5,8 +5,10 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <cstdlib>
 #include <string>
+#include <thread>
 
 #include "base/diagnostics_internal.h"
 #include "base/paths.h"
@@ -110,7 +112,7 @@ int CameraControl::WaitStatus(DAEMON_STATUS wanted, int timeout) noexcept {
     const DAEMON_STATUS status = Status();
     if (status == wanted) return 0;
     if (left == 1) return -1;
-    // A signal must not make the polls come faster: their number is the limit of time.
-    for (unsigned int rest = 1; rest > 0;) rest = sleep(rest);
+    // Goes on after a signal: the number of polls is the limit of time.
+    std::this_thread::sleep_for(std::chrono::seconds(1));
   }
 }
