@@ -17,23 +17,22 @@ void Mailer::Post(WP_MAIL_TYPE type, const Camera& camera, time_t when, const st
   {
     const MutexLock lock(mutex_);
     if (waiting_.size() >= kMostWaiting) return;
-    waiting_.push_back({type, camera, when, file});
+    waiting_.push_back({type, camera.GetName(), when, file});
   }
   thread_.Wake();
 }
 
-std::optional<Mailer::Mail> Mailer::Take() {
+std::optional<MailOrder> Mailer::Take() {
   const MutexLock lock(mutex_);
   if (waiting_.empty()) return std::nullopt;
-  Mail mail = std::move(waiting_.front());
+  MailOrder mail = std::move(waiting_.front());
   waiting_.pop_front();
   return mail;
 }
 
 std::optional<WorkerThread::Clock::duration> Mailer::DoWork() {
-  while (std::optional<Mail> mail = Take()) {
-    if (WPMailSender().SendMail(mail->type, &mail->camera, &mail->when, mail->file.data()) != 0)
-      Log("camera %d: a mail could not be sent: no process for it", mail->camera.GetId());
+  while (const std::optional<MailOrder> mail = Take()) {
+    if (!SendInProcess(*mail)) Log("a mail could not be sent: no process for it");
   }
   return std::nullopt;
 }

@@ -1,5 +1,5 @@
-// Hands mails to the library's sender from a thread of its own: neither recording nor the main
-// thread waits for a process to be made. Thread-safe.
+// Starts the processes that send mails, from a thread of its own: neither recording nor the main
+// thread waits for one to be made. Thread-safe.
 #pragma once
 
 #include <watchpost/base/mutex.h>
@@ -11,6 +11,7 @@
 #include <deque>
 #include <string>
 
+#include "mailprocess.h"
 #include "workerthread.h"
 
 namespace wpd {
@@ -27,19 +28,12 @@ class Mailer : private WorkerThread::Delegate {
   bool Stop(std::chrono::milliseconds limit) { return thread_.Stop(limit); }
 
  private:
-  struct Mail {
-    WP_MAIL_TYPE type;
-    Camera camera;
-    time_t when;
-    std::string file;
-  };
-
   std::optional<WorkerThread::Clock::duration> DoWork() override;
   void AtEnd() override { (void)DoWork(); }  // there is no next time
-  std::optional<Mail> Take();
+  std::optional<MailOrder> Take();
 
   watchpost::Mutex mutex_;
-  std::deque<Mail> waiting_ WATCHPOST_GUARDED_BY(mutex_);
+  std::deque<MailOrder> waiting_ WATCHPOST_GUARDED_BY(mutex_);
   WorkerThread thread_{*this};
 };
 

@@ -18,6 +18,7 @@
 #include "instancelock.h"
 #include "launcher.h"
 #include "log.h"
+#include "mailprocess.h"
 
 namespace {
 
@@ -74,6 +75,8 @@ int Run(const Options& options) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  int status = 0;
+  if (wpd::RunAsMailProcess(argc, argv, status)) return status;
   CLI::App app("Records one camera: fetches its stream, writes recordings and registers them.",
                "wpd");
   Options options;
