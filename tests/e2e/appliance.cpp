@@ -47,7 +47,9 @@ std::string Refused(const std::string& arguments) {
 }
 
 std::string Psql(const std::string& sql, const std::string& database) {
-  std::string text = RunProgram("psql -At -d " + database + " -c " + Quoted(sql)).output;
+  Result result = RunProgram("psql -At -d " + database + " -c " + Quoted(sql));
+  EXPECT_EQ(result.status, 0) << result.errors;
+  std::string& text = result.output;
   std::erase(text, '\n');
   return text;
 }

@@ -66,7 +66,7 @@ TEST_F(Mailed, AMailThatTakesLongKeepsNothingOfTheDaemon) {
   const std::size_t before = silent.Requests().size();  // "was added"
   Do("schedule set Porch 'all motion'");
   porch.Start();
-  EXPECT_TRUE(Eventually([&] { return silent.Requests().size() > before; }));
+  EXPECT_TRUE(Eventually([&] { return silent.Requests().size() > before; })) << porch.Log();
   porch.Kill();
   porch.Start();
   porch.ExpectLog("was not finished");

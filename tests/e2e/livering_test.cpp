@@ -101,17 +101,29 @@ TEST_F(LiveRing, WatchersThatAreKilledCostNothing) {
 }
 
 TEST_F(LiveRing, AReaderThatHoldsTheCountersStopsNeitherRecordingNorTheEnd) {
-  RecordedCamera porch("--size 160x120 --fps 20");
+  RecordedCamera porch("--size 320x240 --fps 50");
   porch.Start();
   ASSERT_TRUE(EventuallyStatus(CAM_CONN_CONNECTED));
-  const int set = semget(IPCKeyFromCameraId(1), 0, 0);
-  const int groups = 256 * 1024 / 4096;
-  for (int group = 0; group < groups; ++group) {
-    sembuf take{static_cast<unsigned short>(4 * group), -1, IPC_NOWAIT};
-    (void)semop(set, &take, 1);  // one that is free
-  }
-  const int frames = porch.Frames();
-  porch.ExpectFrames(frames + 60);
+  constexpr int kGroups = 256 * 1024 / 4096;
+  const auto value = [](int set, int at) { return semctl(set, at, GETVAL); };
+  const auto take = [](int set, int at) {
+    sembuf one{static_cast<unsigned short>(at), -1, IPC_NOWAIT};
+    return semop(set, &one, 1) == 0;
+  };
+  RingBuffer* ring = RingBufferGet(1);  // for whom every frame is published
+  porch.ExpectFrames(2 * kGroups);
+  // Of a frame that is being written: its writer is in the middle and wants them to get out.
+  int set = semget(IPCKeyFromCameraId(1), 0, 0);
+  bool taken = false;
+  for (int at = 0; !taken && value(set, 0) >= 0; at = (at + 4) % (4 * kGroups))
+    taken = value(set, at + RWLock::WRITE) == 0 && take(set, at + RWLock::COUNTERS);
+  EXPECT_TRUE(taken);
+  (void)RingBufferRelease(ring);
+  porch.ExpectFrames(porch.Frames() + 100);
+  // Of all that are free.
+  set = semget(IPCKeyFromCameraId(1), 0, 0);
+  for (int at = 0; at < 4 * kGroups; at += 4) (void)take(set, at + RWLock::COUNTERS);
+  porch.ExpectFrames(porch.Frames() + 100);
   porch.ExpectLog("another ring");
   porch.Stop(SIGINT);
 }

@@ -121,7 +121,7 @@ TEST_F(Trouble, AStatusThatWasRefusedOnceComesBack) {
 TEST_F(Trouble, CamerasInOneFolderKeepTheirOwnRecordings) {
   RecordedCamera porch("--fps 20 --size 160x120", "Porch");
   RecordedCamera yard("--fps 20 --size 320x240", "Yard");
-  Psql("UPDATE camera SET storagepath = " + Quoted(porch.Folder()) + " WHERE id = " + yard.Id());
+  Psql("UPDATE camera SET recording_path = " + Quoted(porch.Folder()) + " WHERE id = " + yard.Id());
   porch.Start();
   yard.Start();
   EXPECT_TRUE(Eventually([&] { return porch.Frames() > 20 && yard.Frames() > 20; }));

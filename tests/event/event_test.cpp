@@ -68,6 +68,14 @@ TEST_F(EventRows, AreInsertedOnceAndThenUpdated) {
   EXPECT_FALSE(event.IsSaved()) << "its row is gone";
 }
 
+TEST_F(EventRows, MayFillTheirStatementsToTheLastByte) {
+  Event event(3, 640, 480, EVENT_CAUSE_MOTION, "");
+  Event longest(
+      3, 640, 480, EVENT_CAUSE_MOTION, std::string(16383 - event.strSqlInsert().size(), 'x'));
+  EXPECT_THAT(longest.strSqlInsert(), SizeIs(16383));
+  EXPECT_EQ(longest.SqlInsert(), 0);
+}
+
 TEST_F(EventRows, ReportThatTheDatabaseIsAway) {
   Event event(Stored(1, 10, 20, EVENT_CAUSE_MOTION));
   Event fresh(1, 8, 8, EVENT_CAUSE_MOTION, "x");

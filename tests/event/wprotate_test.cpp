@@ -261,7 +261,8 @@ class RotateHours : public Rotate {
   }
   void ExpectRunAtEleven() {
     ASSERT_TRUE(Eventually([this] { return Runs() == 1; })) << program_->Errors();
-    EXPECT_THAT(root_.EventLog(), HasSubstr("2026-11-23T11:00:0"));
+    // By time(), which lags.
+    EXPECT_THAT(root_.EventLog(), AnyOf(HasSubstr("T10:59:59"), HasSubstr("T11:00:0")));
   }
 
   long stop_ = 1000;
@@ -275,6 +276,7 @@ TEST_F(RotateHours, RunsOnceOnTheFullHour) {
   SetClock("11:20:00");
   std::this_thread::sleep_for(milliseconds(500));
   EXPECT_EQ(Runs(), 1) << "within the same hour";
+  EXPECT_THAT(program_->Errors(), Not(HasSubstr("early")));
   EXPECT_EQ(program_->End(SIGTERM), 0);
 }
 

@@ -281,6 +281,16 @@ TEST(MotionDetection, BrokenPicturesEndInACodeAndLeaveTheNextAlone) {
   }
 }
 
+TEST(MotionDetection, ManyScansAreNoDamage) {
+  const JpegKind kind{.scan_for_each = true};
+  const Jpeg first = MakeJpeg(kind, 1);
+  const Jpeg second = MakeJpeg(kind, 2);
+  Detection detection;
+  ASSERT_EQ(detection.Set({1, 0, 6, 4}), MD_OK);
+  ASSERT_EQ(detection.Next(first), MD_REFERENCE);
+  EXPECT_EQ(detection.Judge(second), PlainJudgement(first, second, {{1, 0, 6, 4}}, 50, false));
+}
+
 TEST(MotionDetection, ForgedSizesGetNoMemory) {
   Jpeg forged = MakeJpeg(kSmall, 1);
   const unsigned char start_of_frame[] = {0xFF, 0xC0};

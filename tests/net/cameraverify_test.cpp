@@ -40,6 +40,11 @@ TEST(CameraVerify, SaysWhatACameraDelivers) {
     EXPECT_EQ(verify.CVVerifyCameraStatus(width, height), c.status);
     EXPECT_EQ(width, c.status == CV_ERR_DIMENSION ? 64 : c.width);
   }
+  const FakeCamera root_page({Stream("image/jpeg", jpeg, jpeg.size())});
+  Camera camera("Hof", "127.0.0.1", root_page.Port(), "", "", "");
+  int width = 64;
+  int height = 48;
+  EXPECT_EQ(CameraVerify(camera).CVVerifyCameraStatus(width, height), CV_OK);
   int none = 0;
   int size = 480;
   CameraVerify unreachable("127.0.0.1", 1, "", "", "x");

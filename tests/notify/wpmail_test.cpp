@@ -101,6 +101,16 @@ TEST_F(Mail, AllEightKindsArriveWithoutAnyTemplateFile) {
   EXPECT_EQ(subjects.size(), 8U);
 }
 
+TEST_F(Mail, HasASubjectOf511BytesAtMost) {
+  const MailServer server;
+  Use(NOTIFICATION_SMTP, server.Port());
+  camera_.SetName(std::string(400, 'x'));
+  ASSERT_EQ(Send(WP_MAIL_ADD_CAMERA), 0);
+  const std::string subject = server.Mails(1).front()["raw_subject"];
+  EXPECT_GT(subject.size(), 480U);
+  EXPECT_LE(subject.size(), 511U);
+}
+
 TEST_F(Mail, GoesOutByTheAppliancesSettingsEncryptedAndInItsLanguage) {
   fs::create_directories(root_ / "usr/orva/share");
   fs::create_symlink(WATCHPOST_SOURCE_DIR "/share/mail", root_ / "usr/orva/share/mail");

@@ -57,6 +57,20 @@ TEST_F(Control, KnowsTheStateFromRowAndProcess) {
   EXPECT_FALSE(CameraControl(0).IsValid());
 }
 
+TEST_F(Control, WaitsItsTimeWhateverSignalsCome) {
+  (void)signal(SIGUSR1, [](int) {});
+  const pthread_t waiting = pthread_self();
+  std::jthread caller([waiting](const std::stop_token& stop) {
+    while (!stop.stop_requested()) {
+      (void)pthread_kill(waiting, SIGUSR1);
+      PauseBriefly();
+    }
+  });
+  const Clock::time_point begin = Clock::now();
+  EXPECT_EQ(CameraControl(3).WaitStatus(DAEMON_STATUS_RUNNING, 3), -1);
+  EXPECT_GE(Clock::now() - begin, milliseconds(1900));
+}
+
 TEST_F(Control, StartsThroughTheShellAndStops) {
   CameraControl control(3);
   SyslogCapture log;

@@ -56,6 +56,15 @@ Jpeg MakeJpeg(const JpegKind& kind, unsigned int seed) {
   encoder.restart_interval = kind.restart_interval;
   encoder.optimize_coding = kind.optimised ? TRUE : FALSE;
   if (kind.progressive) jpeg_simple_progression(&encoder);
+  std::vector<jpeg_scan_info> scans;
+  if (kind.scan_for_each) {
+    scans.push_back({kind.components, {0, 1, 2, 3}, 0, 0, 0, 0});
+    for (int at = 1; at < 64 * kind.components; ++at) {
+      if (at % 64 != 0) scans.push_back({1, {at / 64}, at % 64, at % 64, 0, 0});
+    }
+    encoder.scan_info = scans.data();
+    encoder.num_scans = static_cast<int>(scans.size());
+  }
   jpeg_start_compress(&encoder, TRUE);
   while (encoder.next_scanline < encoder.image_height) {
     JSAMPROW row = samples.data() + std::size_t{encoder.next_scanline} * encoder.image_width *

@@ -24,6 +24,7 @@ struct JpegKind {
   std::array<std::array<int, 2>, 4> sampling{{{2, 2}, {1, 1}, {1, 1}, {1, 1}}};  ///< across, down
   int quality = 75;
   bool progressive = false;
+  bool scan_for_each = false;         ///< progressive, each coefficient in a scan of its own
   unsigned int restart_interval = 0;  ///< MCUs, 0 for none
   bool optimised = false;             ///< Huffman tables of its own
 };
