@@ -60,16 +60,4 @@ TEST(TimeText, ShowsMomentsOnTheLocalClock) {
   EXPECT_EQ(wpctl::Duration(100 * 3600 + 62), "100:01:02");
 }
 
-TEST(TimeText, BoundsMayBeMissingButNotWrong) {
-  std::string error;
-  long seconds = 7;
-  EXPECT_TRUE(wpctl::ParseBound("", true, seconds, error));
-  EXPECT_EQ(seconds, 0) << "no bound";
-  EXPECT_TRUE(wpctl::ParseBound("@12345", false, seconds, error));
-  EXPECT_EQ(seconds, 12345);
-  EXPECT_EQ(error, "");
-  EXPECT_FALSE(wpctl::ParseBound("noon", false, seconds, error));
-  EXPECT_TRUE(error.starts_with("a time is ") && error.ends_with(", not \"noon\"")) << error;
-}
-
 }  // namespace
