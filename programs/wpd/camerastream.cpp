@@ -25,6 +25,11 @@ constexpr char kType[] = "image/jpeg";
 // A camera that breaks off at once is not asked again and again.
 constexpr std::chrono::milliseconds kLeastPause{200};
 constexpr std::chrono::seconds kBetweenInspections{1};
+// Frames that come often and that nobody watches are taken several at a time: each wake of the
+// thread costs more than copying a frame.
+constexpr int kOften = 10;  // a second
+constexpr int kBatchBytes = 256 << 10;
+constexpr int kBatchLongest = 200;  // ms
 
 // Beside the MF_STATUS values.
 constexpr int kNoFrames = -1;
@@ -150,6 +155,8 @@ CameraStream::Outcome CameraStream::FollowStream() {
                        camera_.GetUsername().c_str(),
                        camera_.GetPassword().c_str());
   deadline_set_ = {};
+  often_ = batched_ = false;
+  counted_ = 0;
   Clock::time_point last_frame = Clock::now();
   PutDeadlineOff(last_frame);
   bool nothing_usable = false;
@@ -168,6 +175,7 @@ CameraStream::Outcome CameraStream::FollowStream() {
       last_frame = now;
       PutDeadlineOff(now);
       OnDelivering();
+      Pace(fetch, size, now);
     } else if (now - last_frame > settings_.frame_timeout) {
       // One that sends without a pause is never waited for, so that the timer alone would not end
       // it.
@@ -189,9 +197,24 @@ bool CameraStream::Deliver(std::uint32_t size, Clock::time_point now) {
   no_frames_.End();
   const Frame frame{buffer_.data(), size, *picture, std::chrono::system_clock::now(), now};
   recorder_.OnFrame(frame);
-  ring_.Publish(frame);
+  watched_ = ring_.Publish(frame);
   Inspect(frame);
   return true;
+}
+
+// Decides whether the next frames are taken in batches. What is there is written when a batch ends.
+void CameraStream::Pace(MultipartFetch& fetch, std::uint32_t size, Clock::time_point now) {
+  constexpr std::chrono::seconds kCounted{1};
+  if (counted_ == 0 || now - counted_since_ >= kCounted) {
+    often_ = counted_ >= kOften;
+    counted_ = 0;
+    counted_since_ = now;
+  }
+  ++counted_;
+  const bool batched = often_ && !watched_;
+  if (batched != batched_) fetch.SetBatch(batched ? kBatchBytes : 0, kBatchLongest);
+  batched_ = batched;
+  if (batched_ && fetch.WillWait(static_cast<int>(size / 2))) recorder_.OnPause();
 }
 
 // A frame that does not end as a JPEG is recorded, as some cameras leave the end out; about once a

@@ -51,6 +51,7 @@ class CameraStream : private WorkerThread::Delegate {
   Outcome FollowStream();
   int FetchFrame(MultipartFetch& fetch, std::uint32_t& size);
   bool Deliver(std::uint32_t size, Clock::time_point now);
+  void Pace(MultipartFetch& fetch, std::uint32_t size, Clock::time_point now);
   void Inspect(const Frame& frame);
   void OnDelivering();
   void OnLost(int status);
@@ -72,6 +73,11 @@ class CameraStream : private WorkerThread::Delegate {
   Camera camera_;  // whose stream is followed
   Clock::time_point deadline_set_;
   Clock::time_point delivering_since_;
+  Clock::time_point counted_since_;  // frames, to know how often they come
+  int counted_ = 0;
+  bool often_ = false;
+  bool watched_ = false;
+  bool batched_ = false;
   bool delivering_ = false;
   bool was_connected_ = false;
   int logged_refusal_ = 0;  // MF_STATUS of the refusal that was logged last in this spell

@@ -59,10 +59,10 @@ void LiveRing::Replace() {
   full_since_ = Clock::time_point::max();
 }
 
-void LiveRing::Publish(const Frame& frame) {
+bool LiveRing::Publish(const Frame& frame) {
   const watchpost::MutexLock lock(mutex_);
   if (host_ == nullptr && size_ != 0 && !removed_ && frame.steady >= next_try_) Replace();
-  if (host_ == nullptr) return;
+  if (host_ == nullptr) return false;
   if (static_cast<int>(frame.size) > watchpost::ring::LargestFrame(size_)) {
     // What is in the ring would pass for the present picture.
     if (too_large_.Begin(Title(camera_id_) +
@@ -70,23 +70,25 @@ void LiveRing::Publish(const Frame& frame) {
                          "raise ring_kibibytes")) {
       Replace();
     }
-    return;
+    return false;
   }
   too_large_.End();
-  if (frame.steady < next_unread_ && !host_->HasReaders()) return;
+  const bool watched = host_->HasReaders();
+  if (!watched && frame.steady < next_unread_) return false;
   next_unread_ = frame.steady + kBetweenUnread;
   using Published = watchpost::RingHost::Published;
   const Published published = host_->Publish(frame.data, static_cast<int>(frame.size));
   if (published == Published::kDone) {
     full_since_ = Clock::time_point::max();
     trouble_.End();
-    return;
+    return watched;
   }
   full_since_ = std::min(full_since_, frame.steady);
-  if (published == Published::kFull && frame.steady - full_since_ < kLongestFull) return;
+  if (published == Published::kFull && frame.steady - full_since_ < kLongestFull) return watched;
   trouble_.Begin(Title(camera_id_) + ": a reader keeps its live picture; beginning another ring");
   Replace();
   if (host_ != nullptr) (void)host_->Publish(frame.data, static_cast<int>(frame.size));  // has room
+  return watched;
 }
 
 }  // namespace wpd

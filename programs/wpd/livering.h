@@ -29,8 +29,9 @@ class LiveRing {
   void SetStatus(CAM_CONN_STATUS status);
 
   /// Copies a frame into the ring. One for which there is no room is left out; when that lasts, as
-  /// after a reader was killed that held a frame, a fresh ring takes the place of this one.
-  void Publish(const Frame& frame);
+  /// after a reader was killed that held a frame, a fresh ring takes the place of this one. Whether
+  /// anybody is there to read it.
+  bool Publish(const Frame& frame);
 
  private:
   using Clock = std::chrono::steady_clock;

@@ -213,6 +213,11 @@ Idle Recorder::WhyIdle() const {
   }
 }
 
+void Recorder::OnPause() {
+  const MutexLock lock(mutex_);
+  if (recording_ != nullptr && recording_->WriteGathered() != MJE_OK) StopWriting();
+}
+
 void Recorder::OnTick() {
   if (!mutex_.TryLock()) return;
   TakeOverRecord();

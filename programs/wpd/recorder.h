@@ -40,6 +40,9 @@ class Recorder {
   /// Judges a frame and records it when it is wanted.
   void OnFrame(const Frame& frame);
 
+  /// Writes the frames that were gathered: the next one is not there yet.
+  void OnPause();
+
   /// Ends the present recording: there will be no frames for a while.
   void OnConnectionLost();
 

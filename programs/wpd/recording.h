@@ -37,6 +37,9 @@ class Recording {
   /// row.
   [[nodiscard]] int Write(const Frame& frame, int level);
 
+  /// Writes what is gathered. As Write.
+  [[nodiscard]] int WriteGathered();
+
   /// Writes what is gathered when that is `now` a fifth of a second old. As Write.
   [[nodiscard]] int WriteOverdue(std::chrono::steady_clock::time_point now);
 
@@ -80,7 +83,6 @@ class Recording {
   };
 
   bool Open();
-  int WriteGathered();
   [[nodiscard]] std::uint16_t MeasuredRate() const;
 
   watchpost::PictureSize size_;

@@ -66,6 +66,14 @@ bool MultipartFetch::IsChunked() const noexcept {
   return priv_ != nullptr && priv_->chunked;
 }
 
+void MultipartFetch::SetBatch(int bytes, int longest) noexcept {
+  if (priv_ != nullptr && priv_->client != nullptr) priv_->client->SetBatch(bytes, longest);
+}
+
+bool MultipartFetch::WillWait(int bytes) const noexcept {
+  return priv_ == nullptr || priv_->client == nullptr || priv_->client->WillWait(bytes);
+}
+
 void MultipartFetch::SetReconnect() noexcept {
   if (priv_ != nullptr) priv_->connected = false;
 }

@@ -44,6 +44,12 @@ class WATCHPOST_API MultipartFetch {
   /// frames: nothing that was fetched can be used.
   [[nodiscard]] bool IsChunked() const noexcept;
 
+  /// As WPSocket::SetBatch; ends with the connection.
+  void SetBatch(int bytes, int longest) noexcept;
+
+  /// As WPSocket::WillWait.
+  [[nodiscard]] bool WillWait(int bytes) const noexcept;
+
   /// Makes the next operation connect anew.
   void SetReconnect() noexcept;
 

@@ -75,6 +75,8 @@ class WATCHPOST_API WPHttpClient {
   /// WPSocket's operations of these names, once the head is read; -1 before.
   int ReadData(char* buf, int len) noexcept;
   int WriteData(const char* buf, int len) noexcept;
+  void SetBatch(int bytes, int longest) noexcept { socket_.SetBatch(bytes, longest); }
+  [[nodiscard]] bool WillWait(int bytes) const noexcept { return socket_.WillWait(bytes); }
 
  private:
   enum State : std::int32_t { kNothingSent = 0, kRequestSent = 1, kHeadRead = 2 };

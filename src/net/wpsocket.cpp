@@ -25,15 +25,17 @@ struct AddressDeleter {
 };
 using AddressPtr = std::unique_ptr<addrinfo, AddressDeleter>;
 
+constexpr std::chrono::milliseconds kNoLimit{-1};
+
 enum class Wait { kReady, kExpired, kInterrupted };
 
-// Waits for `events` on the socket, for at most `seconds` (for ever when negative).
-Wait WaitFor(int fd, short events, int seconds) {
+// Waits for `events` on the socket, for at most `limit` (for ever when negative).
+Wait WaitFor(int fd, short events, std::chrono::milliseconds limit) {
   pollfd watched[2] = {{fd, events, 0}, {watchpost::ScopedInterrupt::CurrentFd(), POLLIN, 0}};
-  const Clock::time_point deadline = Clock::now() + std::chrono::seconds(seconds);
+  const Clock::time_point deadline = Clock::now() + limit;
   for (;;) {
     int left = -1;
-    if (seconds >= 0) {
+    if (limit >= limit.zero()) {
       using std::chrono::milliseconds;
       const auto rest = std::chrono::ceil<milliseconds>(deadline - Clock::now()).count();
       left = static_cast<int>(std::clamp<std::int64_t>(rest, 0, INT32_MAX));
@@ -70,6 +72,8 @@ void WPSocket::DisConnect() noexcept {
   offset_ = 0;
   count_ = 0;
   more_ = false;
+  batch_bytes_ = 0;
+  low_water_ = 1;
   buffer_.fill(0);
 }
 
@@ -102,7 +106,7 @@ bool WPSocket::Connect(const std::string& port) noexcept {
   // of its own.
   if (!SetBlocking(fd_, false)) return false;
   if (connect(fd_, address->ai_addr, address->ai_addrlen) == 0) return true;
-  if (errno != EINPROGRESS || WaitFor(fd_, POLLOUT, -1) != Wait::kReady) return false;
+  if (errno != EINPROGRESS || WaitFor(fd_, POLLOUT, kNoLimit) != Wait::kReady) return false;
   int error = 0;
   socklen_t size = sizeof error;
   return getsockopt(fd_, SOL_SOCKET, SO_ERROR, &error, &size) == 0 && error == 0;
@@ -114,12 +118,40 @@ bool WPSocket::ReadAhead() noexcept {
   offset_ = 0;
   count_ = -1;
   if (fd_ < 1) return false;
-  if (more_ || timeout_ < 0) count_ = Read();
-  if (count_ < 0 && timeout_ >= 0 && (!more_ || errno == EAGAIN) &&
-      WaitFor(fd_, POLLIN, timeout_) == Wait::kReady)
+  bool wait = timeout_ >= 0 && !more_;
+  if (!wait) {
     count_ = Read();
+    wait = count_ < 0 && timeout_ >= 0 && errno == EAGAIN;
+  }
+  if (wait && batch_bytes_ > 0) wait = !ReadBatch();
+  if (wait) {
+    SetLowWater(1);
+    if (WaitFor(fd_, POLLIN, std::chrono::seconds(timeout_)) == Wait::kReady) count_ = Read();
+  }
   more_ = count_ == static_cast<std::int32_t>(buffer_.size());
   return count_ > 0;
+}
+
+// Waits for a batch and reads of it what the buffer holds. False when nothing came in its time.
+bool WPSocket::ReadBatch() noexcept {
+  SetLowWater(batch_bytes_);
+  if (WaitFor(fd_, POLLIN, std::chrono::milliseconds(batch_longest_)) == Wait::kInterrupted)
+    return true;
+  count_ = Read();
+  return count_ >= 0 || errno != EAGAIN;
+}
+
+// Without it, which no kernel refuses, a batch is what has arrived at the end of its time.
+void WPSocket::SetLowWater(int bytes) noexcept {
+  if (bytes == low_water_) return;
+  (void)setsockopt(fd_, SOL_SOCKET, SO_RCVLOWAT, &bytes, sizeof bytes);
+  low_water_ = bytes;
+}
+
+void WPSocket::SetBatch(int bytes, int longest) noexcept {
+  if (fd_ < 1 || timeout_ < 0) return;
+  batch_bytes_ = std::max(bytes, 0);
+  batch_longest_ = longest;
 }
 
 std::int32_t WPSocket::Read() noexcept {
@@ -149,7 +181,8 @@ int WPSocket::ReadData(char* buf, int len) noexcept {
 
 int WPSocket::WriteData(const char* buf, int len) noexcept {
   if (fd_ < 1 || buf == nullptr || len < 1) return -1;
-  if (timeout_ >= 0 && WaitFor(fd_, POLLOUT, timeout_) == Wait::kInterrupted) return Fail();
+  if (timeout_ >= 0 && WaitFor(fd_, POLLOUT, std::chrono::seconds(timeout_)) == Wait::kInterrupted)
+    return Fail();
   const ssize_t n = send(fd_, buf, static_cast<std::size_t>(len), MSG_NOSIGNAL);
   return n < 0 ? Fail() : static_cast<int>(n);
 }

@@ -34,6 +34,14 @@ class WATCHPOST_API WPSocket {
   /// when not connected, and for a null `buf` or a `len` below 1. Never raises SIGPIPE.
   int WriteData(const char* buf, int len) noexcept;
 
+  /// From now on a read of a socket with a time-out waits until `bytes` have arrived, or `longest`
+  /// milliseconds have passed with less: what comes often is then taken at once. The kernel makes
+  /// room for twice as many. 0 bytes end that, and so does the end of the connection.
+  void SetBatch(int bytes, int longest) noexcept;
+
+  /// Whether reading so many bytes will take a wait, as far as is known without a system call.
+  [[nodiscard]] bool WillWait(int bytes) const noexcept { return count_ < bytes && !more_; }
+
   /// Closes the connection and forgets what was read ahead.
   void DisConnect() noexcept;
 
@@ -43,6 +51,8 @@ class WATCHPOST_API WPSocket {
 
  private:
   bool ReadAhead() noexcept;
+  bool ReadBatch() noexcept;
+  void SetLowWater(int bytes) noexcept;
   std::int32_t Read() noexcept;
   bool Connect(const std::string& port) noexcept;
   int Fail() noexcept;
@@ -57,4 +67,7 @@ class WATCHPOST_API WPSocket {
   std::int32_t fd_ = -1;  // open when greater than 0
   std::int32_t timeout_ = -1;
   bool more_ = false;  // the last read filled the buffer
+  int batch_bytes_ = 0;
+  int batch_longest_ = 0;  // milliseconds
+  int low_water_ = 1;      // as the kernel has it
 };

@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <sys/eventfd.h>
 #include <sys/resource.h>
+#include <sys/socket.h>
 
 #include "net/interrupt.h"
 #include "support/fakecamera.h"
@@ -103,6 +104,36 @@ TEST(Socket, WaitsOnAnyDescriptorNumber) {
     filler.emplace_back(open("/dev/null", O_RDONLY));
   EXPECT_EQ(Connected("abc", 5, kClose).Read(3), 3);
   setrlimit(RLIMIT_NOFILE, &limit);
+}
+
+TEST(Socket, TakesManyBytesOrALongTimeForABatch) {
+  int port = 0;
+  const UniqueFd listener = ListenOnLoopback(1, port);
+  WPSocket socket;
+  socket.SetSocketInfo("127.0.0.1", port, 5);
+  ASSERT_EQ(socket.BuildConnect(), 0);
+  const UniqueFd peer(accept(listener.Get(), nullptr, nullptr));
+  socket.SetBatch(100000, 300);
+  std::string got(100000, '\0');
+  const auto time_for = [&](std::size_t sent, int wanted) {
+    const auto start = Clock::now();
+    EXPECT_TRUE(SendAll(peer.Get(), std::string(sent, 'x')));
+    EXPECT_EQ(socket.ReadData(got.data(), wanted), wanted);
+    return Clock::now() - start;
+  };
+  EXPECT_GE(time_for(9, 5), milliseconds(290)) << "there may come more";
+  EXPECT_FALSE(socket.WillWait(4));
+  EXPECT_TRUE(socket.WillWait(5));
+  EXPECT_LT(time_for(0, 4), milliseconds(200));
+  EXPECT_LT(time_for(100000, 100000), milliseconds(200)) << "enough";
+  std::thread later([&] {
+    std::this_thread::sleep_for(milliseconds(700));
+    (void)SendAll(peer.Get(), "y");
+  });
+  EXPECT_EQ(socket.ReadData(got.data(), 1), 1) << "the time-out is what it was";
+  later.join();
+  socket.SetBatch(0, 0);
+  EXPECT_LT(time_for(1, 1), milliseconds(200));
 }
 
 TEST(Socket, StopsWaitingWhenItIsInterrupted) {
