@@ -187,14 +187,12 @@ bool __tag_MIME_PRIV::ReadExactly(unsigned char* buf, std::uint32_t length) noex
 
 __tag_MIME_PRIV::StepResult __tag_MIME_PRIV::GetBodyContent() noexcept {
   if (length_known) return STEP_OK;
-  if (!ReadExactly(data.data(), boundary_length)) return STEP_READ_FAILED;
-  std::size_t held = boundary_length;
-  std::size_t at = 0;
-  while (std::memcmp(data.data() + at, boundary.data(), boundary_length) != 0) {
-    if (!ReadExactly(data.data() + held, 1)) return STEP_READ_FAILED;
-    ++at;
-    if (++held >= data.size()) return STEP_MALFORMED;
-  }
+  if (client == nullptr) return STEP_READ_FAILED;
+  const int held = client->ReadThrough(reinterpret_cast<char*>(data.data()),
+                                       static_cast<int>(data.size()) - 1,
+                                       {boundary.data(), boundary_length});
+  if (held <= 0) return held < 0 ? STEP_READ_FAILED : STEP_MALFORMED;
+  const std::size_t at = static_cast<std::size_t>(held) - boundary_length;
   const std::size_t line_end = at >= 2 && data[at - 2] == '\r' ? 2 : 1;
   content_length = static_cast<std::uint32_t>(at - std::min(at, line_end));
   return STEP_OK;

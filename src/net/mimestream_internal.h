@@ -61,7 +61,8 @@ struct __tag_MIME_PRIV {
   /// Length of the part when it comes second; `length_known` stays clear when the part names none.
   StepResult GetContentLen() noexcept;
 
-  /// Body of a part without a length, up to the next boundary, into `data`.
+  /// Body of a part without a length, up to the next boundary, into `data`; one byte of that stays
+  /// free.
   StepResult GetBodyContent() noexcept;
 
   /// Reads lines up to the next boundary, at most 16.

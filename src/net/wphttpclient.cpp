@@ -143,6 +143,10 @@ int WPHttpClient::ReadData(char* buf, int len) noexcept {
   return state_ == kHeadRead ? socket_.ReadData(buf, len) : -1;
 }
 
+int WPHttpClient::ReadThrough(char* buf, int room, std::string_view end) noexcept {
+  return state_ == kHeadRead ? socket_.ReadThrough(buf, room, end) : -1;
+}
+
 int WPHttpClient::WriteData(const char* buf, int len) noexcept {
   return state_ == kHeadRead ? socket_.WriteData(buf, len) : -1;
 }

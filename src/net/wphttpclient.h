@@ -74,6 +74,7 @@ class WATCHPOST_API WPHttpClient {
 
   /// WPSocket's operations of these names, once the head is read; -1 before.
   int ReadData(char* buf, int len) noexcept;
+  int ReadThrough(char* buf, int room, std::string_view end) noexcept;
   int WriteData(const char* buf, int len) noexcept;
   void SetBatch(int bytes, int longest) noexcept { socket_.SetBatch(bytes, longest); }
   [[nodiscard]] bool WillWait(int bytes) const noexcept { return socket_.WillWait(bytes); }

@@ -179,6 +179,30 @@ int WPSocket::ReadData(char* buf, int len) noexcept {
   return len;
 }
 
+int WPSocket::ReadThrough(char* buf, int room, std::string_view end) noexcept {
+  std::size_t held = 0;
+  std::size_t searched = 0;  // up to here `end` does not begin
+  while (held < static_cast<std::size_t>(std::max(room, 0))) {
+    if (count_ <= 0 && !ReadAhead()) {
+      if (std::exchange(count_, 0) < 0) (void)Fail();
+      return -1;
+    }
+    const std::size_t taken =
+        std::min(static_cast<std::size_t>(count_), static_cast<std::size_t>(room) - held);
+    std::memcpy(buf + held, buffer_.data() + offset_, taken);
+    const auto* found = static_cast<const char*>(
+        memmem(buf + searched, held + taken - searched, end.data(), end.size()));
+    const std::size_t used =
+        found == nullptr ? taken : static_cast<std::size_t>(found - buf) + end.size() - held;
+    offset_ += static_cast<std::uint32_t>(used);
+    count_ -= static_cast<std::int32_t>(used);
+    held += used;
+    if (found != nullptr) return static_cast<int>(held);
+    searched = held < end.size() ? 0 : held - end.size() + 1;
+  }
+  return 0;
+}
+
 int WPSocket::WriteData(const char* buf, int len) noexcept {
   if (fd_ < 1 || buf == nullptr || len < 1) return -1;
   if (timeout_ >= 0 && WaitFor(fd_, POLLOUT, std::chrono::seconds(timeout_)) == Wait::kInterrupted)

@@ -5,6 +5,7 @@
 #include <array>
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 #include "base/export.h"
 
@@ -29,6 +30,11 @@ class WATCHPOST_API WPSocket {
   /// number of bytes delivered, 0 at the end of the stream; -1 when the first read failed or a wait
   /// expired with nothing delivered, and for a null `buf` or a negative `len`.
   int ReadData(char* buf, int len) noexcept;
+
+  /// Reads until what was read ends with `end`, which is not empty, and no byte further. Returns
+  /// the number of bytes, `end` among them; 0 when `room` bytes do not hold it; -1 when the stream
+  /// ends or a read fails before.
+  int ReadThrough(char* buf, int room, std::string_view end) noexcept;
 
   /// One write. Returns the number of bytes taken, which may be less than `len`; -1 on failure,
   /// when not connected, and for a null `buf` or a `len` below 1. Never raises SIGPIPE.

@@ -83,6 +83,19 @@ TEST(Multipart, ReadsEveryDialect) {
   }
 }
 
+TEST(Multipart, FindsTheBoundaryWhereverReadsCutIt) {
+  std::string reply = kHead;
+  std::vector<std::string> bodies;
+  for (std::size_t i = 0; i < 60; ++i) {  // about as long as what is read at once
+    std::string& body = bodies.emplace_back(65500 + i, '-');
+    for (std::size_t at = 3; at + 4 < body.size(); at += 7) body.replace(at, 4, "--ab");
+    reply += "Content-Type: image/jpeg\r\n\r\n" + body + "\r\n--abc\r\n";
+  }
+  FakeCamera camera({reply});
+  MultipartFetch fetch = Open(camera);
+  ExpectParts(fetch, bodies, MF_ERR_PART_TYPE);
+}
+
 TEST(Multipart, SaysWhyItCannotConnect) {
   const std::string lines(20, '\n');
   for (const auto& [reply, status] :
