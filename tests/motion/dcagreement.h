@@ -15,46 +15,48 @@ enum class DcAgreement {
   kDiffers,  ///< the scanner read what libjpeg refuses, or something else
 };
 
+// libjpeg keeps the tables of the picture before; a comparison must not depend on what both read
+// earlier, so that its decoders are new ones. The scanner stays, as in an engine.
 class DcComparison {
  public:
-  DcComparison() {
-    created_ = CreateDecoder(scanned_, scanner_) && CreateDecoder(whole_, scanner_);
-  }
-  ~DcComparison() {
-    DestroyDecoder(scanned_);
-    DestroyDecoder(whole_);
-  }
-  DcComparison(const DcComparison&) = delete;
-  DcComparison& operator=(const DcComparison&) = delete;
-
   DcAgreement Compare(const unsigned char* picture, int size) {
-    const DcAgreement agreement = created_ ? Read(picture, size) : DcAgreement::kLeft;
-    AbortPicture(scanned_);
-    AbortPicture(whole_);
-    return agreement;
+    Decoder scanned(scanner_);
+    Decoder whole(scanner_);
+    return scanned.created && whole.created ? Compare(scanned.its, whole.its, picture, size)
+                                            : DcAgreement::kLeft;
   }
 
  private:
-  DcAgreement Read(const unsigned char* picture, int size) {
-    if (!ReadHeader(scanned_, picture, size) || !MakeRoomForDc(scanned_) ||
-        !scanner_.Scan(scanned_.info, scanned_.dc))
+  struct Decoder {
+    explicit Decoder(DcScanner& scanner) : created(CreateDecoder(its, scanner)) {}
+    ~Decoder() { DestroyDecoder(its); }
+    Decoder(const Decoder&) = delete;
+    Decoder& operator=(const Decoder&) = delete;
+
+    MD_DECODER its{};
+    bool created;
+  };
+
+  DcAgreement Compare(MD_DECODER& scanned,
+                      MD_DECODER& whole,
+                      const unsigned char* picture,
+                      int size) {
+    if (!ReadHeader(scanned, picture, size) || !MakeRoomForDc(scanned) ||
+        !scanner_.Scan(scanned.info, scanned.dc))
       return DcAgreement::kLeft;
-    if (!ReadHeader(whole_, picture, size) || ReadCoefficients(whole_, false) != MD_OK ||
-        CopyDc(whole_) != MD_OK)
+    if (!ReadHeader(whole, picture, size) || ReadCoefficients(whole, false) != MD_OK ||
+        CopyDc(whole) != MD_OK)
       return DcAgreement::kDiffers;
-    whole_.open = 1;
-    if (!FinishPicture(whole_)) return DcAgreement::kDiffers;
+    whole.open = 1;
+    if (!FinishPicture(whole)) return DcAgreement::kDiffers;
     std::size_t blocks = 0;
-    for (int i = 0; i < whole_.shape.count; ++i)
-      blocks += std::size_t{whole_.shape.components[i].rows} * whole_.shape.components[i].columns;
-    return std::equal(whole_.dc, whole_.dc + blocks, scanned_.dc) ? DcAgreement::kScanned
-                                                                  : DcAgreement::kDiffers;
+    for (int i = 0; i < whole.shape.count; ++i)
+      blocks += std::size_t{whole.shape.components[i].rows} * whole.shape.components[i].columns;
+    return std::equal(whole.dc, whole.dc + blocks, scanned.dc) ? DcAgreement::kScanned
+                                                               : DcAgreement::kDiffers;
   }
 
   DcScanner scanner_;
-  MD_DECODER scanned_{};
-  MD_DECODER whole_{};
-  bool created_ = false;
 };
 
 }  // namespace watchpost::test
