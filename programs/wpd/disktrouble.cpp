@@ -50,7 +50,8 @@ bool DiskTrouble::End() {
 DiskTrouble::State DiskTrouble::Check(const Camera& camera, Clock::time_point now) {
   if (pause_ == std::chrono::seconds(0)) return State::kRecording;
   if (now < until_) return State::kPaused;
-  if (FreeBytes(camera.GetStoragePath()) >= reserve_bytes_) return State::kOver;
+  const std::string folder = camera.GetStoragePath();
+  if (FreeBytes(folder) >= WantedBytes(folder, reserve_bytes_)) return State::kOver;
   until_ = now + kShortestPause;
   return State::kPaused;
 }

@@ -16,6 +16,10 @@ using watchpost::MutexLock;
 // The index of a file grows in memory with each frame, however small.
 constexpr int kMostFrames = 400000;
 
+std::string WriteError() {
+  return std::string("cannot write: ") + strerror(errno);
+}
+
 }  // namespace
 
 Recorder::Recorder(const watchpost::DaemonSettings& settings, Parts parts)
@@ -147,7 +151,7 @@ bool Recorder::Append(const Frame& frame, int level) {
 }
 
 void Recorder::StopWriting() {
-  Suspend(std::string("cannot write: ") + strerror(errno));
+  Suspend(WriteError());
   End();  // so that it can be rotated
 }
 
@@ -171,6 +175,8 @@ void Recorder::End() {
     recording->Discard();
     return;
   }
+  // What waits to be written is told of as any frame that cannot be; the rest may be ended later.
+  if (recording->WriteGathered() != MJE_OK) Suspend(WriteError());
   const bool complete = recording->Finish();
   if (!complete) {
     disk_.Report(TheCamera(),

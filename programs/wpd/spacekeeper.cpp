@@ -20,20 +20,19 @@ constexpr std::chrono::minutes kBetweenEntries{1};
 // A small disk would hold nothing but its free space.
 constexpr std::uint64_t kLargestShare = 10;
 
-// The free space that is wanted on the disk of a folder.
-std::uint64_t FloorOf(const std::string& folder, std::uint64_t wanted) {
-  struct statvfs status {};
-  if (statvfs(folder.c_str(), &status) != 0) return 0;
-  const std::uint64_t size = static_cast<std::uint64_t>(status.f_blocks) * status.f_frsize;
-  return std::min(wanted, size / kLargestShare);
-}
-
 }  // namespace
 
 std::uint64_t FreeBytes(const std::string& folder) {
   struct statvfs status {};
   if (statvfs(folder.c_str(), &status) != 0) return UINT64_MAX;
   return static_cast<std::uint64_t>(status.f_bavail) * status.f_frsize;
+}
+
+std::uint64_t WantedBytes(const std::string& folder, std::uint64_t wanted) {
+  struct statvfs status {};
+  if (statvfs(folder.c_str(), &status) != 0) return 0;
+  const std::uint64_t size = static_cast<std::uint64_t>(status.f_blocks) * status.f_frsize;
+  return std::min(wanted, size / kLargestShare);
 }
 
 SpaceKeeper::SpaceKeeper(const watchpost::DaemonSettings& settings,
@@ -59,19 +58,20 @@ std::optional<WorkerThread::Clock::duration> SpaceKeeper::DoWork() {
   const auto record = record_.Get();
   const Camera& camera = record->camera;
   const std::string folder = camera.GetStoragePath();
-  const std::uint64_t floor = FloorOf(folder, wanted_);
+  const std::uint64_t floor = WantedBytes(folder, wanted_);
+  const std::uint64_t reserve = WantedBytes(folder, reserve_);
   const bool limited = IsRotated(camera);
   const std::uint64_t written = written_.exchange(0);
   credit_ += static_cast<std::int64_t>(written);
-  // Without room for its next file it may remove one in advance.
+  // Without room for its next file it may remove in advance what it needs to begin again.
   if (written > 0) advanced_ = false;
   if (full_now_.exchange(false) && !std::exchange(advanced_, true))
-    credit_ = std::max<std::int64_t>(credit_, 1);
+    credit_ = std::max(credit_, static_cast<std::int64_t>(reserve));
   if (FreeBytes(folder) >= floor) credit_ = std::min<std::int64_t>(credit_, 0);
   if (limited) RemoveOldest(camera, floor);
   if (now >= next_entry_) LogRemoved();
   const std::uint64_t free = FreeBytes(folder);
-  if (limited || free >= floor + std::min(reserve_, floor)) held_back_ = false;
+  if (limited || free >= floor + reserve) held_back_ = false;
   if (!limited && free < floor) held_back_ = true;
   if (free < floor) {
     ReportFull(camera);
@@ -97,12 +97,15 @@ void SpaceKeeper::RemoveOldest(const Camera& camera, std::uint64_t floor) {
 
 // A camera that makes room for itself needs no mail while it can.
 void SpaceKeeper::ReportFull(const Camera& camera) {
-  if (IsRotated(camera) && FreeBytes(camera.GetStoragePath()) >= reserve_) return;
+  if (IsRotated(camera) &&
+      FreeBytes(camera.GetStoragePath()) >= WantedBytes(camera.GetStoragePath(), reserve_))
+    return;
   full_.Begin(Title(camera) + ": its disk is nearly full, " +
               (IsRotated(camera)
                    ? "and it has no recording left that can be removed for what it records"
                    : "and it has no limit that would let old recordings go: it stops recording"));
-  if (full_mail_.Begin()) mailer_.Post(WP_MAIL_RECORDING_FAILED, camera);
+  // One that is held back has its mail when it would record.
+  if (IsRotated(camera) && full_mail_.Begin()) mailer_.Post(WP_MAIL_RECORDING_FAILED, camera);
 }
 
 // In the appliance's event log, once a minute at most.

@@ -20,6 +20,10 @@ namespace wpd {
 /// show.
 std::uint64_t FreeBytes(const std::string& folder);
 
+/// How many of the `wanted` free bytes its disk is to have: a tenth of a small one at most. 0 when
+/// that is unknown.
+std::uint64_t WantedBytes(const std::string& folder, std::uint64_t wanted);
+
 class SpaceKeeper : private WorkerThread::Delegate {
  public:
   /// Both outlive the object.
@@ -60,7 +64,7 @@ class SpaceKeeper : private WorkerThread::Delegate {
   std::atomic<bool> held_back_{false};
   // Of the thread alone:
   std::int64_t credit_ = 0;  // bytes that may be removed
-  bool advanced_ = false;    // one was removed in advance, and nothing has been written since
+  bool advanced_ = false;    // some went in advance, and nothing has been written since
   Spell full_;
   SpellState full_mail_;
   WorkerThread::Clock::time_point next_check_;

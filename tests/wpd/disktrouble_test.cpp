@@ -38,12 +38,5 @@ TEST_F(Disk, PausesLongerAndLongerUntilAFrameIsWritten) {
   ExpectPause(trouble, seconds(1), State::kOver);
 }
 
-TEST_F(Disk, StaysPausedWithoutItsReserve) {
-  settings_.reserve_bytes = ~std::uint64_t{0};
-  DiskTrouble trouble(settings_, camera_, mailer_);
-  ExpectPause(trouble, seconds(1), State::kPaused);
-  EXPECT_EQ(trouble.Check(camera_, DiskTrouble::Clock::now() + seconds(100)), State::kPaused);
-}
-
 }  // namespace
 }  // namespace wpd
