@@ -153,13 +153,12 @@ int Add(const Options& options) {
 
 void AddCameraAdd(Group& camera) {
   auto [verb, options] = camera.Add("add", "Add a camera", Add);
-  verb.add_option("NAME", options.form.name, "What to call it; its folder gets this name")
-      ->required();
-  verb.add_option("URL", options.form.url, kUrlHelp);
-  verb.add_option("--record", options.mode, "What to record, all week")
-      ->check(CLI::IsMember({"continuous", "motion", "none"}))
-      ->capture_default_str();
-  verb.add_flag(
+  verb.Add("NAME", options.form.name, "What to call it; its folder gets this name").Required();
+  verb.Add("URL", options.form.url, kUrlHelp);
+  verb.Add("--record", options.mode, "What to record, all week")
+      .OneOf({"continuous", "motion", "none"})
+      .ShowDefault();
+  verb.AddFlag(
       "--probe", options.probe, "Try the stream paths of all known makes at the camera's host");
   DescribeForm(verb, options.form);
   AddExamples(verb,

@@ -69,9 +69,9 @@ int Move(const Options& options) {
 void AddCameraPtz(Group& camera) {
   auto [verb, options] = camera.Add("ptz", "Move a camera's lens", Move);
   AddCameraArgument(verb, options.camera);
-  verb.add_option("MOVE", options.move, "left, right, up, down, in, out or home")
-      ->required()
-      ->check(CLI::IsMember({"left", "right", "up", "down", "in", "out", "home"}));
+  verb.Add("MOVE", options.move, "left, right, up, down, in, out or home")
+      .Required()
+      .OneOf({"left", "right", "up", "down", "in", "out", "home"});
   AddExamples(verb, {"wpctl camera ptz Yard left", "wpctl camera ptz Yard home"});
 }
 

@@ -115,8 +115,8 @@ void AddCameraSet(Group& camera) {
   auto [verb, options] =
       camera.Add("set", "Change a camera's settings; a running daemon takes them over", Set);
   AddCameraArgument(verb, options.camera);
-  verb.add_option("--name", options.form.name, "What to call it");
-  verb.add_option("--url", options.form.url, kUrlHelp);
+  verb.Add("--name", options.form.name, "What to call it");
+  verb.Add("--url", options.form.url, kUrlHelp);
   DescribeForm(verb, options.form);
   AddExamples(
       verb,

@@ -119,7 +119,7 @@ void AddCameraSnapshot(Group& camera) {
   auto [verb, options] =
       camera.Add("snapshot", "Write one live frame of a camera to a file", Snapshot);
   AddCameraArgument(verb, options.camera);
-  verb.add_option("FILE", options.path, "Where to; - for standard output [NAME-DATE-TIME.jpg]");
+  verb.Add("FILE", options.path, "Where to; - for standard output [NAME-DATE-TIME.jpg]");
   AddExamples(verb,
               "The frame comes from the running daemon or, without one, from the camera itself.",
               {"wpctl camera snapshot Porch", "wpctl camera snapshot 1 - | display"});

@@ -218,26 +218,23 @@ void AddCameraTune(Group& camera) {
   options.before = static_cast<int>(settings.motion_before.count());
   options.after = static_cast<int>(settings.motion_after.count());
   AddCameraArgument(verb, options.camera);
-  CLI::Option* sensitivity =
-      verb.add_option("--sensitivity", options.sensitivity, "Live: try this one (0 to 100)")
-          ->check(CLI::Range(0, 100));
-  CLI::Option* seconds =
-      verb.add_option("--seconds", options.seconds, "Live: end after so many seconds")
-          ->check(CLI::Range(1, 1000000));
-  CLI::Option* from =
-      verb.add_option("--from",
-                      options.recordings,
-                      "What other sensitivities would have recorded of these recordings");
-  CLI::Option* before =
-      verb.add_option("--before", options.before, "Seconds recorded before motion")
-          ->check(CLI::Range(0, 60))
-          ->capture_default_str();
-  CLI::Option* after = verb.add_option("--after", options.after, "Seconds recorded after motion")
-                           ->check(CLI::Range(1, 600))
-                           ->capture_default_str();
-  CLI::Option* json = AddJson(verb, options.json, "With --from, for scripts");
-  from->excludes(sensitivity)->excludes(seconds);
-  for (CLI::Option* option : {before, after, json}) option->needs(from);
+  const Option sensitivity =
+      verb.Add("--sensitivity", options.sensitivity, "Live: try this one (0 to 100)")
+          .Between(0, 100);
+  const Option seconds =
+      verb.Add("--seconds", options.seconds, "Live: end after so many seconds").Between(1, 1000000);
+  const Option from = verb.Add("--from",
+                               options.recordings,
+                               "What other sensitivities would have recorded of these recordings");
+  const Option before = verb.Add("--before", options.before, "Seconds recorded before motion")
+                            .Between(0, 60)
+                            .ShowDefault();
+  const Option after = verb.Add("--after", options.after, "Seconds recorded after motion")
+                           .Between(1, 600)
+                           .ShowDefault();
+  const Option json = AddJson(verb, options.json, "With --from, for scripts");
+  from.Excludes(sensitivity).Excludes(seconds);
+  for (const Option& option : {before, after, json}) option.Needs(from);
   AddExamples(
       verb,
       "Live, the bar is the level of each frame (0 to 100), the mark where motion begins: at\n"

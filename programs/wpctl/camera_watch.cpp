@@ -125,11 +125,9 @@ int Watch(const Options& options) {
 void AddCameraWatch(Group& camera) {
   auto [verb, options] = camera.Add("watch", "Follow a camera's live frames until Ctrl-C", Watch);
   AddCameraArgument(verb, options.camera);
-  verb.add_option("--save", options.folder, "Write every frame into this folder");
-  verb.add_option("--seconds", options.seconds, "End after so many seconds")
-      ->check(CLI::Range(1, 1000000));
-  verb.add_option("--frames", options.frames, "End after so many frames")
-      ->check(CLI::Range(1L, 1000000000L));
+  verb.Add("--save", options.folder, "Write every frame into this folder");
+  verb.Add("--seconds", options.seconds, "End after so many seconds").Between(1, 1000000);
+  verb.Add("--frames", options.frames, "End after so many frames").Between(1, 1000000000);
   AddJson(verb, options.json, "Print the last state as JSON at the end");
   AddExamples(
       verb,

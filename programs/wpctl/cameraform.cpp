@@ -145,29 +145,28 @@ bool FillFolder(const CameraForm& form, Camera& camera, std::string& error) {
 
 }  // namespace
 
-void DescribeForm(CLI::App& command, CameraForm& form) {
-  command.add_option("--host", form.host, "Host name or IPv4 address");
-  command.add_option("--port", form.port, "TCP port")->check(CLI::Range(1, 65535));
-  command.add_option("--path",
-                     form.path,
-                     "Path of the MJPEG stream, with or without its leading slash, or a whole URL");
-  command.add_option("--user", form.user, "User name for Basic authentication");
-  command.add_option("--password", form.password, "Password for Basic authentication");
-  command.add_option("--vendor", form.vendor, "Maker's name");
-  command.add_option("--model", form.model, "Model's name");
-  command.add_option("--fps", form.fps, "Frames per second that the camera is expected to send")
-      ->check(CLI::Range(1, 1000));
-  command.add_option("--size", form.size, "Size of its pictures, as WIDTHxHEIGHT");
-  command.add_option("--folder",
-                     form.folder,
-                     "Folder of its recordings (default: the service's folder and the name)");
-  command.add_option("--prefix", form.prefix, "What the file names of its recordings begin with");
-  command.add_option("--sensitivity", form.sensitivity, "Sensitivity of motion detection")
-      ->check(CLI::Range(0, 100));
-  command.add_option("--capacity", form.capacity, "Limit of its recordings in MiB, or off");
-  command.add_option("--days", form.days, "Days for which recordings are kept, or off");
-  command.add_option("--motion-log", form.motion_log, "Keep the motion level of every frame")
-      ->check(CLI::IsMember({"on", "off"}));
+void DescribeForm(const Command& command, CameraForm& form) {
+  command.Add("--host", form.host, "Host name or IPv4 address");
+  command.Add("--port", form.port, "TCP port").Between(1, 65535);
+  command.Add("--path",
+              form.path,
+              "Path of the MJPEG stream, with or without its leading slash, or a whole URL");
+  command.Add("--user", form.user, "User name for Basic authentication");
+  command.Add("--password", form.password, "Password for Basic authentication");
+  command.Add("--vendor", form.vendor, "Maker's name");
+  command.Add("--model", form.model, "Model's name");
+  command.Add("--fps", form.fps, "Frames per second that the camera is expected to send")
+      .Between(1, 1000);
+  command.Add("--size", form.size, "Size of its pictures, as WIDTHxHEIGHT");
+  command.Add("--folder",
+              form.folder,
+              "Folder of its recordings (default: the service's folder and the name)");
+  command.Add("--prefix", form.prefix, "What the file names of its recordings begin with");
+  command.Add("--sensitivity", form.sensitivity, "Sensitivity of motion detection").Between(0, 100);
+  command.Add("--capacity", form.capacity, "Limit of its recordings in MiB, or off");
+  command.Add("--days", form.days, "Days for which recordings are kept, or off");
+  command.Add("--motion-log", form.motion_log, "Keep the motion level of every frame")
+      .OneOf({"on", "off"});
 }
 
 bool IsEmpty(const CameraForm& form) {

@@ -3,9 +3,10 @@
 
 #include <watchpost/camera/camera.h>
 
-#include <CLI/CLI.hpp>
 #include <optional>
 #include <string>
+
+#include "verb.h"
 
 namespace wpctl {
 
@@ -33,7 +34,7 @@ inline constexpr char kUrlHelp[] =
     "Where its MJPEG stream is: http://[USER:PASSWORD@]HOST[:PORT]/PATH";
 
 /// Adds the options that both commands take.
-void DescribeForm(CLI::App& command, CameraForm& form);
+void DescribeForm(const Command& command, CameraForm& form);
 
 /// Whether none of them was given.
 bool IsEmpty(const CameraForm& form);

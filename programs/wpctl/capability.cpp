@@ -102,8 +102,8 @@ void AddCapabilityList(Group& capability) {
 
 void AddCapabilityShow(Group& capability) {
   auto [verb, options] = capability.Add("show", "Show one make's port and paths", Show);
-  verb.add_option("VENDOR", options.vendor, "Maker's name")->required();
-  verb.add_option("MODEL", options.model, "Model's name")->required();
+  verb.Add("VENDOR", options.vendor, "Maker's name").Required();
+  verb.Add("MODEL", options.model, "Model's name").Required();
   AddJson(verb, options.json);
   AddExamples(verb, {"wpctl capability show Generic \"MJPEG 1\""});
 }

@@ -93,7 +93,7 @@ int InitDatabase() {
 }  // namespace
 
 void AddDbInit(Group& db) {
-  CLI::App& verb =
+  const Command verb =
       db.Add("init", "Make role, database and tables; harmless when they are there", InitDatabase);
   AddExamples(
       verb,

@@ -43,7 +43,7 @@ int Upgrade() {
 }  // namespace
 
 void AddDbUpgrade(Group& db) {
-  CLI::App& verb =
+  const Command verb =
       db.Add("upgrade",
              "Bring the tables of an earlier version up to date; stop the daemons first",
              Upgrade);

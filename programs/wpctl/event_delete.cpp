@@ -103,10 +103,10 @@ int Delete(const Options& options) {
 
 void AddEventDelete(Group& event) {
   auto [verb, options] = event.Add("delete", "Delete recordings, files and rows", Delete);
-  verb.add_option("ID", options.ids, "Recordings; without any, those that the options choose");
+  verb.Add("ID", options.ids, "Recordings; without any, those that the options choose");
   AddFilter(verb, options.filter);
   AddYes(verb, options.yes, "Do not ask, but about archived ones that are named");
-  verb.add_flag("--archived", options.archived, "Archived ones, too");
+  verb.AddFlag("--archived", options.archived, "Archived ones, too");
   AddExamples(
       verb, {"wpctl event delete 17 18", "wpctl event delete --camera Porch --until \"30d ago\""});
 }

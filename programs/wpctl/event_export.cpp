@@ -99,10 +99,10 @@ void AddEventExport(Group& event) {
   auto [verb, options] =
       event.Add("export", "Put recordings, or a part, into one file", ExportRecordings);
   AddRecordingArguments(verb, options.ids);
-  verb.add_option("-o,--output", options.path, "The file to make")->required();
-  verb.add_option("--from", options.from, "Begin with this moment");
-  verb.add_option("--until", options.until, "End before this moment");
-  verb.add_flag("--verify", options.verify, "Read the file back and compare every frame");
+  verb.Add("-o,--output", options.path, "The file to make").Required();
+  verb.Add("--from", options.from, "Begin with this moment");
+  verb.Add("--until", options.until, "End before this moment");
+  verb.AddFlag("--verify", options.verify, "Read the file back and compare every frame");
   AddExamples(verb,
               "Frames are copied as they are.",
               {"wpctl event export 17 18 -o evening.avi --verify",

@@ -56,11 +56,11 @@ int Extract(const Options& options) {
 void AddEventFrame(Group& event) {
   auto [verb, options] = event.Add("frame", "Write one frame of a recording as JPEG", Extract);
   AddRecordingArgument(verb, options.id);
-  verb.add_option("FILE", options.path, "Where to; - for standard output [NAME-NUMBER.jpg]");
-  CLI::Option* number = verb.add_option("--number", options.number, "Which frame, counted from 1")
-                            ->check(CLI::Range(1U, 4000000000U))
-                            ->capture_default_str();
-  verb.add_option("--at", options.at, "The frame of that moment")->excludes(number);
+  verb.Add("FILE", options.path, "Where to; - for standard output [NAME-NUMBER.jpg]");
+  const Option number = verb.Add("--number", options.number, "Which frame, counted from 1")
+                            .Between(1, 4000000000)
+                            .ShowDefault();
+  verb.Add("--at", options.at, "The frame of that moment").Excludes(number);
   AddExamples(
       verb, {"wpctl event frame 17 porch.jpg", "wpctl event frame 17 --at \"yesterday 14:02:10\""});
 }

@@ -79,12 +79,8 @@ int Count(const EventFilter& filter) {
 void AddEventList(Group& event) {
   auto [verb, options] = event.Add("list", "Show recordings, newest first", List);
   AddFilter(verb, options.filter);
-  verb.add_option("--offset", options.offset, "How many to skip")
-      ->check(CLI::Range(0, 2000000000))
-      ->capture_default_str();
-  verb.add_option("--limit", options.limit, "How many to show")
-      ->check(CLI::Range(1, 1000000))
-      ->capture_default_str();
+  verb.Add("--offset", options.offset, "How many to skip").Between(0, 2000000000).ShowDefault();
+  verb.Add("--limit", options.limit, "How many to show").Between(1, 1000000).ShowDefault();
   AddJson(verb, options.json, "For scripts; times are seconds since the epoch");
   AddExamples(verb,
               "A time is " + std::string(kTimeHelp) + ".",

@@ -112,8 +112,7 @@ void AddEventTimeline(Group& event) {
   auto [verb, options] =
       event.Add("timeline", "Show a day of a camera, minute by minute", Timeline);
   AddCameraArgument(verb, options.camera);
-  verb.add_option("DAY", options.day, "today, yesterday or such as 2026-11-23")
-      ->capture_default_str();
+  verb.Add("DAY", options.day, "today, yesterday or such as 2026-11-23").ShowDefault();
   AddJson(verb, options.json);
   AddExamples(verb, {"wpctl event timeline Porch", "wpctl event timeline Porch yesterday"});
 }

@@ -27,12 +27,12 @@ bool ParseQueryBound(const std::string& text, bool end_of_day, int& bound, std::
 
 }  // namespace
 
-void AddFilter(CLI::App& verb, EventFilter& filter) {
-  verb.add_option("--camera", filter.camera, "Only those of this camera (id or name)");
-  verb.add_option("--cause", filter.cause, "Only those made for this reason")
-      ->check(CLI::IsMember({"continuous", "motion"}));
-  verb.add_option("--from", filter.from, "Only those that begin at this time or later");
-  verb.add_option("--until", filter.until, "Only those that end at this time or earlier");
+void AddFilter(const Command& verb, EventFilter& filter) {
+  verb.Add("--camera", filter.camera, "Only those of this camera (id or name)");
+  verb.Add("--cause", filter.cause, "Only those made for this reason")
+      .OneOf({"continuous", "motion"});
+  verb.Add("--from", filter.from, "Only those that begin at this time or later");
+  verb.Add("--until", filter.until, "Only those that end at this time or earlier");
 }
 
 int Understand(const EventFilter& filter, EventQuery& query) {

@@ -3,9 +3,10 @@
 
 #include <watchpost/event/event.h>
 
-#include <CLI/CLI.hpp>
 #include <list>
 #include <string>
+
+#include "verb.h"
 
 namespace wpctl {
 
@@ -24,7 +25,7 @@ struct EventQuery {
   EVENT_CAUSE cause = EVENT_CAUSE_ANY;
 };
 
-void AddFilter(CLI::App& verb, EventFilter& filter);
+void AddFilter(const Command& verb, EventFilter& filter);
 
 /// Fills `query`. Prints what is wrong and returns the status to exit with, kDone when all is
 /// right.

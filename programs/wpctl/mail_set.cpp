@@ -23,7 +23,7 @@ struct Form {
   std::optional<std::string> password;
   std::optional<std::string> to;
   std::optional<std::string> to2;
-  std::optional<bool> ssl;
+  std::optional<std::string> tls;
 };
 
 bool HasControls(const std::string& text) {
@@ -52,7 +52,7 @@ std::string CheckForm(const Form& form) {
 
 void FillIn(const Form& form, Notification& notification) {
   const bool own =
-      form.server || form.port || form.user || form.password || form.to || form.to2 || form.ssl;
+      form.server || form.port || form.user || form.password || form.to || form.to2 || form.tls;
   if (own) notification.SetMethod(NOTIFICATION_SMTP);
   if (form.use) {
     notification.SetMethod(*form.use == "none"     ? NOTIFICATION_NONE
@@ -66,7 +66,7 @@ void FillIn(const Form& form, Notification& notification) {
   if (form.password) notification.SetPassword(*form.password);
   if (form.to) notification.SetEmailAddr(*form.to);
   if (form.to2) notification.SetEmailAddr2(*form.to2);
-  if (form.ssl) notification.SetSSL(*form.ssl);
+  if (form.tls) notification.SetSSL(*form.tls == "yes");
 }
 
 int Set(const Form& given) {
@@ -103,17 +103,16 @@ int Set(const Form& given) {
 
 void AddMailSet(Group& mail) {
   auto [verb, form] = mail.Add("set", "Change how mails go out; what is not given stays", Set);
-  verb.add_option("--use", form.use, "none, system (the appliance's settings) or own")
-      ->check(CLI::IsMember({"none", "system", "own"}));
-  verb.add_option("--server", form.server, "Host of the mail server");
-  verb.add_option("--port", form.port, "Its port; 25 without")->check(CLI::Range(1, 65535));
-  verb.add_option("--user", form.user, "User name to log in with; empty for no login");
-  verb.add_option("--password", form.password, "Its password; - reads a line from standard input");
-  verb.add_option("--to", form.to, "Who reads the mails");
-  verb.add_option("--to2", form.to2, "A second reader; empty for none");
-  verb.add_option("--tls", form.ssl, "yes or no: ports 25 and 587 speak STARTTLS, others TLS")
-      ->transform(CLI::CheckedTransformer(
-          std::map<std::string, std::string>{{"yes", "true"}, {"no", "false"}}));
+  verb.Add("--use", form.use, "none, system (the appliance's settings) or own")
+      .OneOf({"none", "system", "own"});
+  verb.Add("--server", form.server, "Host of the mail server");
+  verb.Add("--port", form.port, "Its port; 25 without").Between(1, 65535);
+  verb.Add("--user", form.user, "User name to log in with; empty for no login");
+  verb.Add("--password", form.password, "Its password; - reads a line from standard input");
+  verb.Add("--to", form.to, "Who reads the mails");
+  verb.Add("--to2", form.to2, "A second reader; empty for none");
+  verb.Add("--tls", form.tls, "yes or no: ports 25 and 587 speak STARTTLS, others TLS")
+      .OneOf({"yes", "no"});
   AddExamples(verb,
               {"wpctl mail set --server mail.example.org --port 465 --tls yes --user "
                "me@example.org --password - --to me@example.org",

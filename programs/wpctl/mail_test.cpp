@@ -67,7 +67,7 @@ int Test() {
 }  // namespace
 
 void AddMailTest(Group& mail) {
-  CLI::App& verb = mail.Add("test", "Send a test mail and say what the server answered", Test);
+  const Command verb = mail.Add("test", "Send a test mail and say what the server answered", Test);
   AddExamples(verb, {"wpctl mail test"});
 }
 

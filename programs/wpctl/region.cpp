@@ -144,12 +144,12 @@ int Remove(const Options& options) {
 void AddRegionAdd(Group& region) {
   auto [verb, options] = region.Add("add", "Add a region; with any, only they count", Add);
   AddCameraArgument(verb, options.camera);
-  verb.add_option("NAME", options.name, "What to call the region")->required();
-  verb.add_option(
+  verb.Add("NAME", options.name, "What to call the region").Required();
+  verb.Add(
           "RECTANGLE",
           options.rectangle,
           "LEFT,TOP,RIGHT,BOTTOM, all included, or WIDTHxHEIGHT+LEFT+TOP, in pixels of the picture")
-      ->required();
+      .Required();
   AddExamples(
       verb,
       "Motion is detected by blocks of 8x8 pixels: a region counts with every block that it\n"
@@ -167,7 +167,7 @@ void AddRegionList(Group& region) {
 void AddRegionRemove(Group& region) {
   auto [verb, options] = region.Add("remove", "Remove a region", Remove);
   AddCameraArgument(verb, options.camera);
-  verb.add_option("NAME", options.name, "The region's name")->required();
+  verb.Add("NAME", options.name, "The region's name").Required();
   AddExamples(verb, {"wpctl region remove Porch door"});
 }
 

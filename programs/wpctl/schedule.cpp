@@ -79,8 +79,7 @@ void AddScheduleShow(Group& schedule) {
 void AddScheduleSet(Group& schedule) {
   auto [verb, options] = schedule.Add("set", "Change hours of a camera's week", Set);
   AddCameraArgument(verb, options.camera);
-  verb.add_option("RULE", options.rules, "DAYS [HOURS] MODE; later rules go over earlier ones")
-      ->required();
+  verb.Add("RULE", options.rules, "DAYS [HOURS] MODE; later rules go over earlier ones").Required();
   AddExamples(
       verb,
       "Days are all, mon, mon-fri or sat,sun; hours are 8-18 (8:00 to 18:00), 22-6 (into the\n"

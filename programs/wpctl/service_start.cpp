@@ -131,7 +131,7 @@ int RestartAll(const Names& names) {
 void AddServiceStart(Group& service) {
   auto [verb, options] = service.Add("start", "Start daemons that do not run", StartAll);
   AddCameraArguments(verb, options.cameras);
-  verb.add_flag("--died", options.died, "Only those that were running and have died");
+  verb.AddFlag("--died", options.died, "Only those that were running and have died");
   AddExamples(verb,
               {"wpctl service start",
                "wpctl service start Porch 3",

@@ -146,14 +146,14 @@ int Check(const Options& options) {
 
 void AddStorageCheck(Group& storage) {
   auto [verb, options] = storage.Add("check", "Find where files and rows disagree", Check);
-  CLI::Option* repair = verb.add_flag(
+  const Option repair = verb.AddFlag(
       "--repair",
       options.repair,
       "Repair it: finish files, add and correct rows, drop rows without a file; make missing "
       "folders after asking");
   AddYes(verb, options.yes, "Do not ask when more than a tenth of the rows would change");
-  verb.add_flag("--make-folders", options.make_folders, "Make missing folders without asking")
-      ->needs(repair);
+  verb.AddFlag("--make-folders", options.make_folders, "Make missing folders without asking")
+      .Needs(repair);
   AddExamples(
       verb,
       "Without --repair nothing is changed; the exit status is 1 when something is wrong. No\n"

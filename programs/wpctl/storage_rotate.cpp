@@ -192,7 +192,7 @@ void AddStorageRotate(Group& storage) {
                   "Remove what exceeds a camera's limits now instead of on the next full hour",
                   Rotate);
   AddCameraArgument(verb, options.camera);
-  verb.add_flag("-n,--dry-run", options.dry_run, "Only show what would go, and why");
+  verb.AddFlag("-n,--dry-run", options.dry_run, "Only show what would go, and why");
   AddJson(verb, options.json);
   AddExamples(verb,
               "Archived recordings, and one that is being written, never go.",

@@ -1,19 +1,64 @@
 // How verbs are put together: one function says what a verb is called, which options it takes and
-// what it runs. Options that several verbs take have one name and one help here.
+// what it runs. Options that several verbs take have one name and one help here. The parser itself
+// is seen by verb.cpp and main.cpp alone: it takes longer to compile than any verb.
 #pragma once
 
-#include <CLI/CLI.hpp>
+#include <functional>
 #include <initializer_list>
 #include <memory>
 #include <string>
 #include <vector>
 
+namespace CLI {
+class App;
+class Option;
+}  // namespace CLI
+
 namespace wpctl {
+
+/// An option of a command. The parser owns it, and ends after all of them.
+class Option {
+ public:
+  explicit Option(CLI::Option& option) : option_(&option) {}
+
+  Option Required() const;
+  /// Shows in the help the value that it has now.
+  Option ShowDefault() const;
+  /// A number of this range, ends included.
+  Option Between(long least, long most) const;
+  Option OneOf(std::initializer_list<const char*> words) const;
+  Option Needs(const Option& other) const;
+  Option Excludes(const Option& other) const;
+
+ private:
+  CLI::Option* option_;
+};
+
+/// A command to add options to. The parser owns it, too.
+class Command {
+ public:
+  explicit Command(CLI::App& app) : app_(&app) {}
+
+  /// An option by its names ("-o,--output"), or an argument by its place ("FILE"). `value` outlives
+  /// the parsing. Of text, of whole numbers, of either in a std::optional, or in a vector of any
+  /// number of them.
+  template <typename Value>
+  Option Add(const std::string& names, Value& value, const std::string& what) const;
+
+  /// An option without a value.
+  Option AddFlag(const std::string& names, bool& given, const std::string& what) const;
+
+  /// What stands below the options.
+  void SetFooter(const std::string& text) const;
+
+ private:
+  CLI::App* app_;
+};
 
 /// A verb to add options to, and the values that parsing fills in.
 template <typename Options>
 struct Verb {
-  CLI::App& app;
+  Command command;
   Options& options;
 };
 
@@ -25,20 +70,20 @@ class Group {
 
   template <typename Options>
   Verb<Options> Add(const std::string& name, const std::string& what, int (*run)(const Options&)) {
-    CLI::App* verb = app_.add_subcommand(name, what);
     const auto options = std::make_shared<Options>();
-    verb->callback([&status = status_, options, run] { status = run(*options); });
-    return {*verb, *options};
+    return {AddCommand(name, what, [options, run] { return run(*options); }), *options};
   }
 
   /// A verb without options.
-  CLI::App& Add(const std::string& name, const std::string& what, int (*run)()) {
-    CLI::App* verb = app_.add_subcommand(name, what);
-    verb->callback([&status = status_, run] { status = run(); });
-    return *verb;
+  Command Add(const std::string& name, const std::string& what, int (*run)()) {
+    return AddCommand(name, what, run);
   }
 
  private:
+  Command AddCommand(const std::string& name,
+                     const std::string& what,
+                     std::function<int()> run) const;
+
   CLI::App& app_;
   int& status_;
 };
@@ -55,22 +100,22 @@ struct ShowCameraOptions {
 };
 
 /// CAMERA: one, or any number of them.
-void AddCameraArgument(CLI::App& verb, std::string& camera);
-void AddCameraArguments(CLI::App& verb, std::vector<std::string>& cameras);
+void AddCameraArgument(const Command& verb, std::string& camera);
+void AddCameraArguments(const Command& verb, std::vector<std::string>& cameras);
 
 /// ID of one or several recordings.
-void AddRecordingArgument(CLI::App& verb, int& id);
-void AddRecordingArguments(CLI::App& verb, std::vector<int>& ids);
+void AddRecordingArgument(const Command& verb, int& id);
+void AddRecordingArguments(const Command& verb, std::vector<int>& ids);
 
 /// --json
-CLI::Option* AddJson(CLI::App& verb, bool& json, const std::string& what = "For scripts");
+Option AddJson(const Command& verb, bool& json, const std::string& what = "For scripts");
 
 /// -y, --yes
-void AddYes(CLI::App& verb, bool& yes, const std::string& what = "Do not ask");
+void AddYes(const Command& verb, bool& yes, const std::string& what = "Do not ask");
 
 /// Ends the help with a note and examples, a line each.
-void AddExamples(CLI::App& verb, std::initializer_list<const char*> examples);
-void AddExamples(CLI::App& verb,
+void AddExamples(const Command& verb, std::initializer_list<const char*> examples);
+void AddExamples(const Command& verb,
                  const std::string& note,
                  std::initializer_list<const char*> examples);
 
